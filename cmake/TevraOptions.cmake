@@ -1,0 +1,12 @@
+# Warning flags and sanitizer settings shared by every target of the project.
+set(TEVRA_WARNINGS -Wall -Wextra)
+
+function(tevra_set_warnings target)
+  target_compile_options(${target} PRIVATE ${TEVRA_WARNINGS})
+endfunction()
+
+if(TEVRA_SANITIZE)
+  string(REPLACE ";" "," _tevra_san "${TEVRA_SANITIZE}")
+  add_compile_options(-fsanitize=${_tevra_san} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${_tevra_san})
+endif()

@@ -1,0 +1,43 @@
+# Builds and runs each example against a fresh install of the library.
+cmake_policy(VERSION 3.25)
+function(check_run what)
+  execute_process(${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "${what} failed (${rc}):\n${out}\n${err}")
+  endif()
+  set(last_output "${out}" PARENT_SCOPE)
+endfunction()
+
+file(REMOVE_RECURSE ${PREFIX})
+check_run("install" COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${PREFIX})
+
+file(GLOB pc_dirs ${PREFIX}/lib*/pkgconfig ${PREFIX}/lib/*/pkgconfig)
+list(GET pc_dirs 0 pc_dir)
+get_filename_component(libdir ${pc_dir} DIRECTORY)
+set(ENV{PKG_CONFIG_PATH} ${pc_dir})
+check_run("pkg-config" COMMAND pkg-config --cflags --libs tevra_util)
+string(STRIP "${last_output}" flags)
+separate_arguments(flags UNIX_COMMAND "${flags}")
+
+file(GLOB examples ${EXAMPLES}/*.c)
+foreach(src IN LISTS examples)
+  get_filename_component(name ${src} NAME_WE)
+  set(exe ${PREFIX}/${name})
+  check_run("compile ${name}" COMMAND ${CC} -std=c11 -Wall -Wextra -Werror -o ${exe} ${src} ${flags})
+  check_run("run ${name}" COMMAND ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${libdir} ${exe})
+  message(STATUS "${name}: ${last_output}")
+endforeach()
+
+# A CMake consumer finds the package and links tevra_util::tevra_util.
+set(consumer ${PREFIX}/consumer)
+file(MAKE_DIRECTORY ${consumer})
+file(WRITE ${consumer}/CMakeLists.txt "cmake_minimum_required(VERSION 3.25)
+project(consumer C)
+find_package(tevra_util 2.6 REQUIRED)
+add_executable(consumer ${EXAMPLES}/hello_alloc.c)
+target_link_libraries(consumer PRIVATE tevra_util::tevra_util)
+")
+check_run("configure consumer" COMMAND ${CMAKE_COMMAND} -S ${consumer} -B ${consumer}/build
+  -DCMAKE_PREFIX_PATH=${PREFIX})
+check_run("build consumer" COMMAND ${CMAKE_COMMAND} --build ${consumer}/build)
+check_run("run consumer" COMMAND ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${libdir} ${consumer}/build/consumer)

@@ -1,0 +1,39 @@
+// tevra: try the library's capabilities from the shell.
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "cli.h"
+
+namespace {
+
+// Every subcommand, in the order --help lists them.
+const cli::Command kCommands[] = {
+    {"version", "print the library's version banner", cli::cmd_version},
+};
+
+int print_help(FILE *out) {
+    std::fputs("usage: tevra COMMAND [ARGS...]\n\ncommands:\n", out);
+    for (const cli::Command &c : kCommands)
+        std::fprintf(out, "  %-10s %s\n", c.name, c.summary);
+    std::fputs("\nRun 'tevra COMMAND --help' for a command's options.\n", out);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (argc < 2) {
+        print_help(stderr);
+        return 1;
+    }
+    std::string name = argv[1];
+    if (name == "-h" || name == "--help" || name == "help")
+        return print_help(stdout);
+    std::vector<std::string> args(argv + 2, argv + argc);
+    for (const cli::Command &c : kCommands)
+        if (name == c.name)
+            return c.run(args);
+    return cli::fail("unknown command '" + name + "' (see 'tevra --help')");
+}
