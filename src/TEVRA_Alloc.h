@@ -19,9 +19,7 @@ namespace tevra {
 // the debug allocator's report. Throws std::bad_alloc when the hook fails.
 template <class T, const char *File> struct Allocator {
     using value_type = T;
-    template <class U> struct rebind {
-        using other = Allocator<U, File>;
-    };
+    template <class U> struct rebind { using other = Allocator<U, File>; };
 
     Allocator() noexcept = default;
     template <class U> Allocator(const Allocator<U, File> &) noexcept {}

@@ -26,7 +26,8 @@ bool ensure_room(TEVRA_ArrayList *list) {
     if (items == nullptr)
         return false;
     std::memcpy(items, list->items, sizeof(void *) * static_cast<size_t>(list->count));
-    std::memset(items + list->count, 0, sizeof(void *) * static_cast<size_t>(capacity - list->count));
+    std::memset(items + list->count, 0,
+                sizeof(void *) * static_cast<size_t>(capacity - list->count));
     tevra_free(list->items);
     list->items = items;
     list->capacity = capacity;
@@ -47,7 +48,8 @@ extern "C" {
 
 TEVRA_API TEVRA_ArrayList *tevra_arraylist_new(TEVRA_ArrayList_CopyFunc copy_item,
                                                TEVRA_ArrayList_FreeFunc free_item) {
-    auto *list = static_cast<TEVRA_ArrayList *>(tevra_malloc(sizeof(TEVRA_ArrayList), kFile, __LINE__));
+    auto *list =
+        static_cast<TEVRA_ArrayList *>(tevra_malloc(sizeof(TEVRA_ArrayList), kFile, __LINE__));
     if (list == nullptr)
         return nullptr;
     list->items = alloc_slots(kInitialCapacity, __LINE__);

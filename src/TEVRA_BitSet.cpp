@@ -11,11 +11,17 @@ constexpr long kEmptyBytes = 4;
 constexpr long kMaxLength = 1152921504606846974L; // 2^60 - 2
 constexpr long kGrowSlack = 4;
 
-unsigned char mask_of(long i) { return static_cast<unsigned char>(0x80u >> (i % 8)); }
+unsigned char mask_of(long i) {
+    return static_cast<unsigned char>(0x80u >> (i % 8));
+}
 
-long unused_bits(long bitcount) { return bitcount % 8 == 0 ? 0 : 8 - bitcount % 8; }
+long unused_bits(long bitcount) {
+    return bitcount % 8 == 0 ? 0 : 8 - bitcount % 8;
+}
 
-long used_bytes(long bitcount) { return (bitcount + unused_bits(bitcount)) / 8; }
+long used_bytes(long bitcount) {
+    return (bitcount + unused_bits(bitcount)) / 8;
+}
 
 TEVRA_BitSet *alloc_set(long bytelen, int line) {
     auto *set = static_cast<TEVRA_BitSet *>(tevra_malloc(sizeof(TEVRA_BitSet), kFile, line));

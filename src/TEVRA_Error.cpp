@@ -59,8 +59,8 @@ int err_ctx_newest(const TEVRA_ErrCtx *ctx) {
     return ctx->next == 0 ? TEVRA_ERR_CTX_SLOTS - 1 : ctx->next - 1;
 }
 
-int err_ctx_for_each(const TEVRA_ErrCtx *ctx, int (*emit)(void *user, const char *text),
-                     void *user, bool wide) {
+int err_ctx_for_each(const TEVRA_ErrCtx *ctx, int (*emit)(void *user, const char *text), void *user,
+                     bool wide) {
     if (ctx->next == ctx->start)
         return emit(user, "No Error\n");
     // Once the ring has wrapped (newest slot below the oldest) nothing is listed.
@@ -94,7 +94,9 @@ TEVRA_API TEVRA_ErrCtx *tevra_err_ctx_new(void) {
     return ctx;
 }
 
-TEVRA_API void tevra_err_ctx_free(TEVRA_ErrCtx *ctx) { tevra_free(ctx); }
+TEVRA_API void tevra_err_ctx_free(TEVRA_ErrCtx *ctx) {
+    tevra_free(ctx);
+}
 
 TEVRA_API int tevra_err_ctx_put(TEVRA_ErrCtx *ctx, const char *file, int line, unsigned int code,
                                 const char *description) {
@@ -185,6 +187,8 @@ TEVRA_API int tevra_setlasterror(unsigned int code) {
     return 1;
 }
 
-TEVRA_API unsigned int tevra_getlasterror(void) { return t_last_error; }
+TEVRA_API unsigned int tevra_getlasterror(void) {
+    return t_last_error;
+}
 
 } // extern "C"

@@ -10,8 +10,12 @@
 namespace tevra::detail {
 namespace {
 
-void *my_malloc(long size, const char *, int) { return std::malloc(static_cast<size_t>(size)); }
-void my_free(void *p) { std::free(p); }
+void *my_malloc(long size, const char *, int) {
+    return std::malloc(static_cast<size_t>(size));
+}
+void my_free(void *p) {
+    std::free(p);
+}
 
 } // namespace
 
@@ -71,20 +75,27 @@ TEVRA_API int tevra_setallocfunc(TEVRA_MallocFunc malloc_func, TEVRA_FreeFunc fr
     return 1;
 }
 
-TEVRA_API TEVRA_MallocFunc tevra_getmallocfunc(void) { return g_malloc_func.load(); }
+TEVRA_API TEVRA_MallocFunc tevra_getmallocfunc(void) {
+    return g_malloc_func.load();
+}
 
-TEVRA_API TEVRA_FreeFunc tevra_getfreefunc(void) { return g_free_func.load(); }
+TEVRA_API TEVRA_FreeFunc tevra_getfreefunc(void) {
+    return g_free_func.load();
+}
 
 TEVRA_API const char *tevra_util_version(void) {
     return "TEVRA Utility Library 2.6,Build on 2019";
 }
 
-TEVRA_API int tevra_get_recursive_level(void) { return g_recursive_level; }
+TEVRA_API int tevra_get_recursive_level(void) {
+    return g_recursive_level;
+}
 
 TEVRA_API TEVRA_DataBlob *tevra_data_blob_new(const unsigned char *data, long length) {
     if (data == nullptr || length < 0)
         return nullptr;
-    auto *blob = static_cast<TEVRA_DataBlob *>(tevra_malloc(sizeof(TEVRA_DataBlob), kFile, __LINE__));
+    auto *blob =
+        static_cast<TEVRA_DataBlob *>(tevra_malloc(sizeof(TEVRA_DataBlob), kFile, __LINE__));
     if (blob == nullptr)
         return nullptr;
     blob->data = static_cast<unsigned char *>(tevra_malloc(length, kFile, __LINE__));

@@ -18,7 +18,7 @@ namespace {
 struct DebugAllocNode {
     unsigned char *block; // raw block, header included
     long size;
-    const char *file;     // interned name
+    const char *file; // interned name
     int line;
     long number;          // allocation count when allocated
     DebugAllocNode *next; // older
@@ -64,8 +64,8 @@ DebugBadBlock *g_debug_badlist = nullptr;
 DebugStringEntry *g_string_table[kBuckets];
 
 const char *reason_text(int reason) {
-    static const char *const texts[] = {"bad head",         "node field is null", "node mismatch",
-                                        "bad size",         "filename is null",   "bad block number",
+    static const char *const texts[] = {"bad head", "node field is null", "node mismatch",
+                                        "bad size", "filename is null",   "bad block number",
                                         "bad tail"};
     return reason >= 1 && reason <= 7 ? texts[reason - 1] : "unknown error";
 }
@@ -76,7 +76,9 @@ uint32_t read_word(const unsigned char *p) {
     return word;
 }
 
-void write_word(unsigned char *p, uint32_t word) { std::memcpy(p, &word, sizeof word); }
+void write_word(unsigned char *p, uint32_t word) {
+    std::memcpy(p, &word, sizeof word);
+}
 
 DebugAllocNode *header_node(const unsigned char *raw) {
     DebugAllocNode *node;
@@ -183,7 +185,8 @@ void print_report(FILE *out) {
     const DebugAllocStats *stats = g_debug_availlist;
     std::fprintf(out, "Memory alloc count: %lld,amount: %lld bytes,peak value: %lld bytes\n",
                  static_cast<long long>(stats->alloc_count),
-                 static_cast<long long>(stats->bytes_allocated), static_cast<long long>(stats->peak));
+                 static_cast<long long>(stats->bytes_allocated),
+                 static_cast<long long>(stats->peak));
     std::fprintf(out, "Memory free count: %lld,amount: %lld bytes\n",
                  static_cast<long long>(stats->free_count),
                  static_cast<long long>(stats->bytes_freed));

@@ -1,1 +1,131 @@
-#include <gtest/gtest.h>
+// Allocation front end, version, data blobs and binary search.
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "TEVRA_Util.h"
+#include "test_support.h"
+
+using tevra_test::LeakCheck;
+
+class Util : public LeakCheck {};
+
+TEST_F(Util, MallocRefusesNegativeSizeWithoutCallingTheHook) {
+    tevra_test::fail_allocations_after(1);
+    EXPECT_EQ(tevra_malloc(-1, "t", 1), nullptr);
+    // The single allowed allocation is still available.
+    void *p = tevra_malloc(0, "t", 2);
+    EXPECT_NE(p, nullptr);
+    tevra_free(p);
+    tevra_free(nullptr);
+}
+
+TEST_F(Util, HooksAreFrozenAfterTheFirstAllocation) {
+    tevra_free(tevra_malloc(1, "t", 1));
+    TEVRA_MallocFunc m = tevra_getmallocfunc();
+    TEVRA_FreeFunc f = tevra_getfreefunc();
+    EXPECT_EQ(tevra_setallocfunc(m, f), 0);
+    EXPECT_EQ(tevra_setdebugalloc(), 0);
+    EXPECT_EQ(tevra_getmallocfunc(), m);
+}
+
+TEST_F(Util, VersionBannerAndNumbersAgree) {
+    EXPECT_STREQ(tevra_util_version(), "TEVRA Utility Library 2.6,Build on 2019");
+    std::string numbers = std::to_string(TEVRA_VERSION_MAJOR) + "." +
+                          std::to_string(TEVRA_VERSION_MINOR) + "." +
+                          std::to_string(TEVRA_VERSION_PATCH);
+    EXPECT_EQ(numbers, TEVRA_PROJECT_VERSION);
+    EXPECT_EQ(tevra_get_recursive_level() >= 8, true);
+}
+
+TEST_F(Util, DataBlobCopiesAndRefusesBadArguments) {
+    const unsigned char bytes[] = {1, 2, 3};
+    TEVRA_DataBlob *blob = tevra_data_blob_new(bytes, 3);
+    ASSERT_NE(blob, nullptr);
+    EXPECT_NE(blob->data, bytes);
+    EXPECT_EQ(blob->length, 3);
+    EXPECT_EQ(std::memcmp(blob->data, bytes, 3), 0);
+    tevra_data_blob_free(blob);
+    tevra_data_blob_free(nullptr);
+    EXPECT_EQ(tevra_data_blob_new(nullptr, 3), nullptr);
+    EXPECT_EQ(tevra_data_blob_new(bytes, -1), nullptr);
+    tevra_test::until_allocations_suffice([&] {
+        TEVRA_DataBlob *b = tevra_data_blob_new(bytes, 3);
+        tevra_data_blob_free(b);
+        return b != nullptr;
+    });
+}
+
+namespace {
+
+int compare_ints(const void *key, const void *element) {
+    int a = *static_cast<const int *>(key);
+    int b = *static_cast<const int *>(element);
+    return a < b ? -1 : a > b ? 1 : 0;
+}
+
+struct SearchResult {
+    int found;
+    long index;
+};
+
+SearchResult search(const std::vector<int> &values, int key) {
+    long index = -99;
+    int found = tevra_bsearch(&key, values.data(), static_cast<long>(values.size()), sizeof(int),
+                              compare_ints, &index);
+    return {found, index};
+}
+
+} // namespace
+
+TEST_F(Util, BsearchFindsFirstEqualOrInsertionPoint) {
+    std::vector<int> v = {10, 20, 20, 20, 30};
+    auto check = [&](int key, int found, long index) {
+        SearchResult r = search(v, key);
+        EXPECT_EQ(r.found, found) << "key " << key;
+        EXPECT_EQ(r.index, index) << "key " << key;
+    };
+    check(20, 1, 1);
+    check(25, 0, 4);
+    check(5, 0, 0);
+    check(35, 0, 5);
+    check(10, 1, 0);
+    check(30, 1, 4);
+    std::vector<int> one = {7};
+    EXPECT_EQ(search(one, 7).index, 0);
+    EXPECT_EQ(search(one, 3).index, 0);
+    EXPECT_EQ(search(one, 9).index, 1);
+    std::vector<int> same(1000, 4);
+    EXPECT_EQ(search(same, 4).index, 0);
+    EXPECT_EQ(search(same, 5).index, 1000);
+}
+
+TEST_F(Util, BsearchAgreesWithLowerBoundOnManyArrays) {
+    for (int n = 1; n < 40; ++n) {
+        std::vector<int> v;
+        for (int i = 0; i < n; ++i)
+            v.push_back((i / 3) * 2);
+        for (int key = -1; key <= n; ++key) {
+            auto it = std::lower_bound(v.begin(), v.end(), key);
+            SearchResult r = search(v, key);
+            EXPECT_EQ(r.index, it - v.begin()) << n << " " << key;
+            EXPECT_EQ(r.found, it != v.end() && *it == key ? 1 : 0);
+        }
+    }
+}
+
+TEST_F(Util, BsearchBadArguments) {
+    std::vector<int> v = {1, 2};
+    int key = 1;
+    long index = 42;
+    EXPECT_EQ(tevra_bsearch(&key, v.data(), 0, sizeof(int), compare_ints, &index), 0);
+    EXPECT_EQ(index, -1);
+    index = 42;
+    EXPECT_EQ(tevra_bsearch(&key, v.data(), 2, 0, compare_ints, &index), 0);
+    EXPECT_EQ(tevra_bsearch(nullptr, v.data(), 2, sizeof(int), compare_ints, &index), 0);
+    EXPECT_EQ(tevra_bsearch(&key, nullptr, 2, sizeof(int), compare_ints, &index), 0);
+    EXPECT_EQ(tevra_bsearch(&key, v.data(), 2, sizeof(int), nullptr, &index), 0);
+    EXPECT_EQ(index, 42);
+    EXPECT_EQ(tevra_bsearch(&key, v.data(), 2, sizeof(int), compare_ints, nullptr), 0);
+}

@@ -32,9 +32,13 @@ void counting_free(void *p) {
 
 namespace tevra_test {
 
-long live_blocks() { return g_live.load(); }
+long live_blocks() {
+    return g_live.load();
+}
 
-void fail_allocations_after(long allowed) { g_allowed.store(allowed); }
+void fail_allocations_after(long allowed) {
+    g_allowed.store(allowed);
+}
 
 } // namespace tevra_test
 

@@ -12,7 +12,8 @@ int cmd_version(const std::vector<std::string> &args) {
     if (!args.empty())
         return fail("version takes no arguments");
     std::printf("%s\n", tevra_util_version());
-    std::printf("version %d.%d.%d\n", TEVRA_VERSION_MAJOR, TEVRA_VERSION_MINOR, TEVRA_VERSION_PATCH);
+    std::printf("version %d.%d.%d\n", TEVRA_VERSION_MAJOR, TEVRA_VERSION_MINOR,
+                TEVRA_VERSION_PATCH);
     return 0;
 }
 

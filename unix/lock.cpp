@@ -30,7 +30,9 @@ namespace {
 
 constexpr char kFile[] = "unix/lock";
 
-int ok(int rc) { return rc == 0 ? 1 : 0; }
+int ok(int rc) {
+    return rc == 0 ? 1 : 0;
+}
 
 void rwl_readcleanup(void *arg) {
     auto *rw = static_cast<TEVRA_RWLock *>(arg);
@@ -193,23 +195,30 @@ TEVRA_API int tevra_rwlock_writerunlock(TEVRA_RWLock *rw) {
     return result;
 }
 
-TEVRA_API void tevra_atomic_inc(int *counter) { __atomic_add_fetch(counter, 1, __ATOMIC_SEQ_CST); }
+TEVRA_API void tevra_atomic_inc(int *counter) {
+    __atomic_add_fetch(counter, 1, __ATOMIC_SEQ_CST);
+}
 
-TEVRA_API void tevra_atomic_dec(int *counter) { __atomic_sub_fetch(counter, 1, __ATOMIC_SEQ_CST); }
+TEVRA_API void tevra_atomic_dec(int *counter) {
+    __atomic_sub_fetch(counter, 1, __ATOMIC_SEQ_CST);
+}
 
 TEVRA_API void tevra_atomic_set(int *counter, int value) {
     __atomic_exchange_n(counter, value, __ATOMIC_SEQ_CST);
 }
 
 // A plain aligned load; relaxed ordering keeps it a single mov and race-free.
-TEVRA_API int tevra_atomic_get(int *counter) { return __atomic_load_n(counter, __ATOMIC_RELAXED); }
+TEVRA_API int tevra_atomic_get(int *counter) {
+    return __atomic_load_n(counter, __ATOMIC_RELAXED);
+}
 
 TEVRA_API int tevra_atomic_dec_and_test(int *counter) {
     return __atomic_fetch_sub(counter, 1, __ATOMIC_SEQ_CST) == 1 ? 1 : 0;
 }
 
 TEVRA_API TEVRA_Condition *tevra_condition_new(void) {
-    auto *cond = static_cast<TEVRA_Condition *>(tevra_malloc(sizeof(TEVRA_Condition), kFile, __LINE__));
+    auto *cond =
+        static_cast<TEVRA_Condition *>(tevra_malloc(sizeof(TEVRA_Condition), kFile, __LINE__));
     if (cond == nullptr)
         return nullptr;
     if (pthread_cond_init(&cond->cond, nullptr) != 0) {
@@ -248,8 +257,12 @@ TEVRA_API int tevra_tls_setvalue(pthread_key_t key, void *value) {
     return ok(pthread_setspecific(key, value));
 }
 
-TEVRA_API void *tevra_tls_getvalue(pthread_key_t key) { return pthread_getspecific(key); }
+TEVRA_API void *tevra_tls_getvalue(pthread_key_t key) {
+    return pthread_getspecific(key);
+}
 
-TEVRA_API int tevra_tls_free(pthread_key_t key) { return ok(pthread_key_delete(key)); }
+TEVRA_API int tevra_tls_free(pthread_key_t key) {
+    return ok(pthread_key_delete(key));
+}
 
 } // extern "C"
