@@ -10,3 +10,9 @@ if(TEVRA_SANITIZE)
   add_compile_options(-fsanitize=${_tevra_san} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${_tevra_san})
 endif()
+
+# Fuzz builds instrument the whole library for coverage; only the fuzz
+# targets link libFuzzer's main.
+if(TEVRA_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
