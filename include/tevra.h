@@ -9,6 +9,7 @@
 #include "TEVRA_ArrayList.h"
 #include "TEVRA_BitSet.h"
 #include "TEVRA_Lock.h"
+#include "TEVRA_Stream.h"
 #include "TEVRA_BigInteger.h"
 
 #endif

@@ -4,6 +4,7 @@
 
 #include "TEVRA_Error.h"
 #include "TEVRA_Error_Internal.h"
+#include "TEVRA_Stream.h"
 #include "TEVRA_Util.h"
 
 namespace {
@@ -125,6 +126,38 @@ TEVRA_API int tevra_err_ctx_print(TEVRA_ErrCtx *ctx) {
         return 1;
     };
     err_ctx_for_each(ctx, to_stderr, nullptr, false);
+    return 1;
+}
+
+TEVRA_API int tevra_err_ctx_output(struct TEVRA_Stream *stream, TEVRA_ErrCtx *ctx,
+                                   unsigned int *code) {
+    if (code != nullptr && stream == nullptr) {
+        *code = TEVRA_ERR_STREAM_BAD;
+        return 0;
+    }
+    if (code != nullptr && ctx == nullptr) {
+        *code = TEVRA_ERR_NULL_POINT;
+        return 0;
+    }
+    if (ctx == nullptr)
+        return 0;
+    // The writes report into a private context, so the listing does not
+    // change the context it lists; its newest code is the failure's code.
+    struct Sink {
+        TEVRA_Stream *stream;
+        TEVRA_ErrCtx writes;
+    } sink{stream, {}};
+    auto to_stream = [](void *user, const char *text) {
+        auto *s = static_cast<Sink *>(user);
+        return tevra_stream_writen(s->stream, text, static_cast<long>(std::strlen(text)),
+                                   &s->writes);
+    };
+    int rc = err_ctx_for_each(ctx, to_stream, &sink, true);
+    if (rc != 1) {
+        if (code != nullptr)
+            tevra_err_ctx_geterrcode(&sink.writes, code);
+        return rc;
+    }
     return 1;
 }
 
