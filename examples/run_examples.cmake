@@ -18,6 +18,9 @@ set(ENV{PKG_CONFIG_PATH} ${pc_dir})
 check_run("pkg-config" COMMAND pkg-config --cflags --libs tevra_util)
 string(STRIP "${last_output}" flags)
 separate_arguments(flags UNIX_COMMAND "${flags}")
+# A sanitized library needs the sanitizer runtime linked into the program.
+separate_arguments(extra UNIX_COMMAND "${EXTRA_FLAGS}")
+list(APPEND flags ${extra})
 
 file(GLOB examples ${EXAMPLES}/*.c)
 foreach(src IN LISTS examples)
@@ -38,6 +41,6 @@ add_executable(consumer ${EXAMPLES}/hello_alloc.c)
 target_link_libraries(consumer PRIVATE tevra_util::tevra_util)
 ")
 check_run("configure consumer" COMMAND ${CMAKE_COMMAND} -S ${consumer} -B ${consumer}/build
-  -DCMAKE_PREFIX_PATH=${PREFIX})
+  -DCMAKE_PREFIX_PATH=${PREFIX} "-DCMAKE_EXE_LINKER_FLAGS=${EXTRA_FLAGS}")
 check_run("build consumer" COMMAND ${CMAKE_COMMAND} --build ${consumer}/build)
 check_run("run consumer" COMMAND ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${libdir} ${consumer}/build/consumer)
