@@ -129,3 +129,21 @@ TEST_F(Util, BsearchBadArguments) {
     EXPECT_EQ(index, 42);
     EXPECT_EQ(tevra_bsearch(&key, v.data(), 2, sizeof(int), compare_ints, nullptr), 0);
 }
+
+// Callers lay these records out themselves, so their layout is part of the interface.
+#include <cstddef>
+
+#include "TEVRA_ArrayList.h"
+#include "TEVRA_BitSet.h"
+#include "TEVRA_Error.h"
+
+static_assert(sizeof(TEVRA_DataBlob) == 16 && offsetof(TEVRA_DataBlob, length) == 8);
+static_assert(sizeof(TEVRA_ErrEntry) == 80 && offsetof(TEVRA_ErrEntry, line) == 8 &&
+              offsetof(TEVRA_ErrEntry, code) == 12 && offsetof(TEVRA_ErrEntry, description) == 16);
+static_assert(sizeof(TEVRA_ErrCtx) == 32 * 80 + 8 && offsetof(TEVRA_ErrCtx, next) == 2560 &&
+              offsetof(TEVRA_ErrCtx, start) == 2564);
+static_assert(offsetof(TEVRA_ArrayList, count) == 8 && offsetof(TEVRA_ArrayList, capacity) == 12 &&
+              offsetof(TEVRA_ArrayList, free_item) == 16 &&
+              offsetof(TEVRA_ArrayList, copy_item) == 24);
+static_assert(sizeof(TEVRA_BitSet) == 24 && offsetof(TEVRA_BitSet, bitcount) == 8 &&
+              offsetof(TEVRA_BitSet, bytelen) == 16);
