@@ -1,0 +1,1012 @@
+// The Unicode string record: constructors from UTF-16, UTF-8, UCS-2, UTF-32
+// and ASCII with exact validation, the matching exporters, comparison,
+// concatenation, substring and search.
+#include <climits>
+#include <cstdint>
+#include <cstring>
+#include <cwchar>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include "TEVRA_UString.h"
+#include "TEVRA_UString_Internal.h"
+#include "TEVRA_Util.h"
+#include "platform.h"
+
+namespace {
+
+constexpr char kFile[] = "TEVRA_UString";
+
+} // namespace
+
+namespace tevra::detail {
+
+namespace {
+
+// The record is followed by its units in the same block when the string is
+// built here; strings made from a work buffer keep their own unit block.
+constexpr long kHeader = static_cast<long>(sizeof(TEVRA_UString));
+static_assert(sizeof(TEVRA_UString) % alignof(unsigned short) == 0);
+
+unsigned short *inline_units(TEVRA_UString *s) {
+    return reinterpret_cast<unsigned short *>(s + 1);
+}
+
+} // namespace
+
+TEVRA_UString *ustring_alloc(long capacity, int line) {
+    if (capacity < 0 || capacity > (LONG_MAX - kHeader) / 2)
+        return nullptr;
+    void *block = tevra_malloc(kHeader + 2 * capacity, kFile, line);
+    if (block == nullptr)
+        return nullptr;
+    auto *s = static_cast<TEVRA_UString *>(block);
+    s->units = inline_units(s);
+    s->unit_count = 0;
+    s->char_count = 0;
+    s->has_supplementary = 0;
+    s->refcount = 1;
+    return s;
+}
+
+void ustring_finish(TEVRA_UString *s, long unit_count, long char_count, bool supplementary) {
+    s->units[unit_count] = 0;
+    s->unit_count = unit_count;
+    s->char_count = char_count;
+    s->has_supplementary = supplementary ? 1 : 0;
+}
+
+TEVRA_UString *ustring_adopt(unsigned short *units, long unit_count, long capacity, long char_count,
+                             int line) {
+    if (units == nullptr || unit_count < 0 || capacity < unit_count) {
+        tevra_free(units);
+        return nullptr;
+    }
+    if (capacity == unit_count) {
+        // No room for the terminator: copy into a string of our own.
+        TEVRA_UString *s = ustring_alloc(unit_count + 1, line);
+        if (s != nullptr) {
+            std::memcpy(s->units, units, 2 * static_cast<size_t>(unit_count));
+            ustring_finish(s, unit_count, char_count, char_count != unit_count);
+        }
+        tevra_free(units);
+        return s;
+    }
+    auto *s = static_cast<TEVRA_UString *>(tevra_malloc(kHeader, kFile, line));
+    if (s == nullptr) {
+        tevra_free(units);
+        return nullptr;
+    }
+    s->units = units;
+    s->refcount = 1;
+    ustring_finish(s, unit_count, char_count, char_count != unit_count);
+    return s;
+}
+
+} // namespace tevra::detail
+
+namespace {
+
+using tevra::detail::is_high_surrogate;
+using tevra::detail::is_low_surrogate;
+using tevra::detail::is_surrogate;
+using tevra::detail::ustring_alloc;
+using tevra::detail::ustring_finish;
+
+TEVRA_UString *new_empty(int line) {
+    TEVRA_UString *s = ustring_alloc(1, line);
+    if (s != nullptr)
+        ustring_finish(s, 0, 0, false);
+    return s;
+}
+
+// ---- UTF-8 decoding ----
+
+// Extra units reserved behind a decoded string so that the ASCII fast path
+// may store a whole 16-unit block before knowing how much of it is valid.
+constexpr long kDecodeSlack = 16;
+
+// Measures what a valid UTF-8 input decodes to: one character per byte that
+// is not a continuation byte, one extra unit per four-byte lead. For invalid
+// input the figures are an upper bound on what any valid prefix produces,
+// which is all the decoder needs to stay inside its buffer.
+void measure_utf8(const unsigned char *p, long n, long &chars, long &four_byte_leads) {
+    long cont = 0, four = 0;
+    long i = 0;
+#if defined(__SSE2__)
+    const __m128i cont_limit = _mm_set1_epi8(static_cast<char>(0xC0));
+    const __m128i four_min = _mm_set1_epi8(static_cast<char>(0xF0));
+    const __m128i zero = _mm_setzero_si128();
+    while (n - i >= 16) {
+        // Byte counters, flushed before they can wrap.
+        __m128i acc_cont = zero, acc_four = zero;
+        long rounds = 0;
+        for (; rounds < 255 && n - i >= 16; ++rounds, i += 16) {
+            __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + i));
+            if (_mm_movemask_epi8(v) == 0)
+                continue;
+            // Continuation bytes are 80..BF: below C0 as signed bytes.
+            acc_cont = _mm_sub_epi8(acc_cont, _mm_cmplt_epi8(v, cont_limit));
+            acc_four = _mm_sub_epi8(acc_four, _mm_cmpeq_epi8(_mm_max_epu8(v, four_min), v));
+        }
+        __m128i sc = _mm_sad_epu8(acc_cont, zero);
+        __m128i sf = _mm_sad_epu8(acc_four, zero);
+        cont += _mm_cvtsi128_si32(sc) + _mm_cvtsi128_si32(_mm_srli_si128(sc, 8));
+        four += _mm_cvtsi128_si32(sf) + _mm_cvtsi128_si32(_mm_srli_si128(sf, 8));
+    }
+#endif
+    for (; i < n; ++i) {
+        cont += (p[i] & 0xC0) == 0x80;
+        four += p[i] >= 0xF0;
+    }
+    chars = n - cont;
+    four_byte_leads = four;
+}
+
+// Decodes and validates n bytes into out, which has room for every unit
+// measure_utf8 counted plus kDecodeSlack. Returns the units written, or -1
+// when the input is not well-formed UTF-8.
+long decode_utf8(const unsigned char *p, long n, unsigned short *out) {
+    const unsigned char *end = p + n;
+    unsigned short *o = out;
+    while (p < end) {
+        unsigned int b = *p;
+        if (b < 0x80) {
+#if defined(__SSE2__)
+            if (end - p >= 16) {
+                const __m128i zero = _mm_setzero_si128();
+                do {
+                    __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+                    _mm_storeu_si128(reinterpret_cast<__m128i *>(o), _mm_unpacklo_epi8(v, zero));
+                    _mm_storeu_si128(reinterpret_cast<__m128i *>(o + 8),
+                                     _mm_unpackhi_epi8(v, zero));
+                    int mask = _mm_movemask_epi8(v);
+                    if (mask != 0) {
+                        // Only the bytes before the first non-ASCII one count.
+                        int k = __builtin_ctz(static_cast<unsigned int>(mask));
+                        p += k;
+                        o += k;
+                        break;
+                    }
+                    p += 16;
+                    o += 16;
+                } while (end - p >= 16);
+                continue;
+            }
+#endif
+            *o++ = static_cast<unsigned short>(b);
+            ++p;
+            continue;
+        }
+        if ((b & 0xE0) == 0xC0) {
+            if (end - p < 2)
+                return -1;
+            unsigned int c1 = p[1];
+            if ((c1 & 0xC0) != 0x80)
+                return -1;
+            unsigned int v = ((b & 0x1F) << 6) | (c1 & 0x3F);
+            if (v < 0x80)
+                return -1;
+            *o++ = static_cast<unsigned short>(v);
+            p += 2;
+        } else if ((b & 0xF0) == 0xE0) {
+            if (end - p < 3)
+                return -1;
+            unsigned int c1 = p[1], c2 = p[2];
+            if (((c1 ^ 0x80) | (c2 ^ 0x80)) & 0xC0)
+                return -1;
+            unsigned int v = ((b & 0x0F) << 12) | ((c1 & 0x3F) << 6) | (c2 & 0x3F);
+            if (v < 0x800 || is_surrogate(v))
+                return -1;
+            *o++ = static_cast<unsigned short>(v);
+            p += 3;
+        } else if ((b & 0xF8) == 0xF0) {
+            if (end - p < 4)
+                return -1;
+            unsigned int c1 = p[1], c2 = p[2], c3 = p[3];
+            if (((c1 ^ 0x80) | (c2 ^ 0x80) | (c3 ^ 0x80)) & 0xC0)
+                return -1;
+            unsigned int v =
+                ((b & 0x07) << 18) | ((c1 & 0x3F) << 12) | ((c2 & 0x3F) << 6) | (c3 & 0x3F);
+            if (v < 0x10000 || v > 0x10FFFF)
+                return -1;
+            v -= 0x10000;
+            o[0] = static_cast<unsigned short>(0xD800 | (v >> 10));
+            o[1] = static_cast<unsigned short>(0xDC00 | (v & 0x3FF));
+            o += 2;
+            p += 4;
+        } else {
+            return -1; // stray continuation byte or F8..FF
+        }
+    }
+    return o - out;
+}
+
+// ---- UTF-8 encoding ----
+
+// Exact UTF-8 length of n units: 1 byte below 80, 2 below 800, 3 above, and
+// 2 for each surrogate (a pair makes 4).
+long measure_utf16_as_utf8(const unsigned short *u, long n) {
+    long total = 3 * n;
+    long i = 0;
+#if defined(__SSE2__)
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i lim1 = _mm_set1_epi16(0x7F);
+    const __m128i lim2 = _mm_set1_epi16(0x7FF);
+    const __m128i smask = _mm_set1_epi16(static_cast<short>(0xF800));
+    const __m128i sval = _mm_set1_epi16(static_cast<short>(0xD800));
+    const __m128i ones = _mm_set1_epi16(1);
+    while (n - i >= 8) {
+        // Each lane falls by at most 3 a round; flush long before it wraps.
+        __m128i acc = zero;
+        for (long rounds = 0; rounds < 8192 && n - i >= 8; ++rounds, i += 8) {
+            __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(u + i));
+            __m128i below80 = _mm_cmpeq_epi16(_mm_subs_epu16(v, lim1), zero);
+            __m128i below800 = _mm_cmpeq_epi16(_mm_subs_epu16(v, lim2), zero);
+            __m128i sur = _mm_cmpeq_epi16(_mm_and_si128(v, smask), sval);
+            acc = _mm_add_epi16(acc, _mm_add_epi16(_mm_add_epi16(below80, below800), sur));
+        }
+        __m128i wide = _mm_madd_epi16(acc, ones);
+        wide = _mm_add_epi32(wide, _mm_srli_si128(wide, 8));
+        wide = _mm_add_epi32(wide, _mm_srli_si128(wide, 4));
+        total += _mm_cvtsi128_si32(wide);
+    }
+#endif
+    for (; i < n; ++i) {
+        unsigned int c = u[i];
+        total -= (c < 0x80) + (c < 0x800) + is_surrogate(c);
+    }
+    return total;
+}
+
+// Encodes n well-formed units into out (sized by measure_utf16_as_utf8).
+// Returns the bytes written, or -1 on a lone or reversed surrogate.
+long encode_utf8(const unsigned short *u, long n, unsigned char *out) {
+    unsigned char *o = out;
+    long i = 0;
+    while (i < n) {
+        unsigned int c = u[i];
+        if (c < 0x80) {
+#if defined(__SSE2__)
+            // Every unit takes at least one byte, so with 16 units left there
+            // are at least 16 bytes of room even if only some are ASCII.
+            if (n - i >= 16) {
+                const __m128i lim = _mm_set1_epi16(0x7F);
+                const __m128i zero = _mm_setzero_si128();
+                do {
+                    __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(u + i));
+                    __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i *>(u + i + 8));
+                    _mm_storeu_si128(reinterpret_cast<__m128i *>(o), _mm_packus_epi16(a, b));
+                    __m128i ascii = _mm_packs_epi16(_mm_cmpeq_epi16(_mm_subs_epu16(a, lim), zero),
+                                                    _mm_cmpeq_epi16(_mm_subs_epu16(b, lim), zero));
+                    unsigned int mask = static_cast<unsigned int>(_mm_movemask_epi8(ascii));
+                    if (mask != 0xFFFF) {
+                        int k = __builtin_ctz(~mask);
+                        i += k;
+                        o += k;
+                        break;
+                    }
+                    i += 16;
+                    o += 16;
+                } while (n - i >= 16);
+                continue;
+            }
+#endif
+            *o++ = static_cast<unsigned char>(c);
+            ++i;
+        } else if (c < 0x800) {
+            o[0] = static_cast<unsigned char>(0xC0 | (c >> 6));
+            o[1] = static_cast<unsigned char>(0x80 | (c & 0x3F));
+            o += 2;
+            ++i;
+        } else if (!is_surrogate(c)) {
+            o[0] = static_cast<unsigned char>(0xE0 | (c >> 12));
+            o[1] = static_cast<unsigned char>(0x80 | ((c >> 6) & 0x3F));
+            o[2] = static_cast<unsigned char>(0x80 | (c & 0x3F));
+            o += 3;
+            ++i;
+        } else {
+            if (!is_high_surrogate(c) || i + 1 >= n || !is_low_surrogate(u[i + 1]))
+                return -1;
+            unsigned int v = (((c & 0x3FF) << 10) | (u[i + 1] & 0x3FF)) + 0x10000;
+            o[0] = static_cast<unsigned char>(0xF0 | (v >> 18));
+            o[1] = static_cast<unsigned char>(0x80 | ((v >> 12) & 0x3F));
+            o[2] = static_cast<unsigned char>(0x80 | ((v >> 6) & 0x3F));
+            o[3] = static_cast<unsigned char>(0x80 | (v & 0x3F));
+            o += 4;
+            i += 2;
+        }
+    }
+    return o - out;
+}
+
+// ---- shared helpers ----
+
+// Checks that n units are well-formed UTF-16; counts characters and pairs.
+bool scan_utf16(const unsigned short *u, long n, long &chars, long &pairs) {
+    long p = 0;
+    for (long i = 0; i < n; ++i) {
+        unsigned int c = u[i];
+        if (!is_surrogate(c))
+            continue;
+        if (!is_high_surrogate(c) || i + 1 >= n || !is_low_surrogate(u[i + 1]))
+            return false;
+        ++p;
+        ++i;
+    }
+    chars = n - p;
+    pairs = p;
+    return true;
+}
+
+bool valid_code_point(unsigned long v) {
+    return (v & ~0x7FFUL) != 0xD800 && v <= 0x10FFFF;
+}
+
+// Writes one valid code point; returns the units written.
+long put_code_point(unsigned short *o, unsigned long v) {
+    if (v < 0x10000) {
+        o[0] = static_cast<unsigned short>(v);
+        return 1;
+    }
+    v -= 0x10000;
+    o[0] = static_cast<unsigned short>(0xD800 | (v >> 10));
+    o[1] = static_cast<unsigned short>(0xDC00 | (v & 0x3FF));
+    return 2;
+}
+
+// Unit index of character `chars`, walking from unit 0 (two units over any
+// surrogate). Never goes past the terminator.
+long unit_index_of(const TEVRA_UString *s, long chars) {
+    if (s->has_supplementary == 0)
+        return chars < s->unit_count ? chars : s->unit_count;
+    long idx = 0;
+    for (long k = 0; k < chars && idx < s->unit_count; ++k)
+        idx += is_surrogate(s->units[idx]) ? 2 : 1;
+    return idx < s->unit_count ? idx : s->unit_count;
+}
+
+// Characters between two unit indexes (two units per surrogate step).
+long chars_between(const unsigned short *u, long from, long to) {
+    long n = 0;
+    for (long i = from; i < to; i += is_surrogate(u[i]) ? 2 : 1)
+        ++n;
+    return n;
+}
+
+// Code-point order of the first n units: a surrogate beats any other unit.
+int compare_units(const unsigned short *a, const unsigned short *b, long n) {
+    for (long i = 0; i < n; ++i) {
+        unsigned int x = a[i], y = b[i];
+        if (x == y)
+            continue;
+        bool sx = is_surrogate(x), sy = is_surrogate(y);
+        if (sx != sy)
+            return sx ? 1 : -1;
+        return x > y ? 1 : -1;
+    }
+    return 0;
+}
+
+// Decodes s into code points; false on a lone surrogate.
+template <class T> bool to_code_points(const TEVRA_UString *s, T *out) {
+    const unsigned short *u = s->units;
+    long n = s->unit_count, k = 0;
+    for (long i = 0; i < n; ++i) {
+        unsigned int c = u[i];
+        if (is_surrogate(c)) {
+            if (!is_high_surrogate(c) || i + 1 >= n || !is_low_surrogate(u[i + 1]))
+                return false;
+            c = (((c & 0x3FF) << 10) | (u[i + 1] & 0x3FF)) + 0x10000;
+            ++i;
+        }
+        out[k++] = static_cast<T>(c);
+    }
+    return true;
+}
+
+} // namespace
+
+// Code point of an element: wide characters are read as unsigned 32-bit.
+unsigned long code_point_of(unsigned long v) {
+    return v;
+}
+unsigned long code_point_of(wchar_t v) {
+    return static_cast<std::uint32_t>(v);
+}
+
+// A string from count code points; NULL for surrogates or values above 10FFFF.
+template <class T> TEVRA_UString *from_code_points(const T *cp, long count, int line) {
+    long sup = 0;
+    for (long i = 0; i < count; ++i) {
+        unsigned long v = code_point_of(cp[i]);
+        if (!valid_code_point(v))
+            return nullptr;
+        sup += v >= 0x10000;
+    }
+    TEVRA_UString *s = ustring_alloc(count + sup + 1, line);
+    if (s == nullptr)
+        return nullptr;
+    long o = 0;
+    for (long i = 0; i < count; ++i)
+        o += put_code_point(s->units + o, code_point_of(cp[i]));
+    ustring_finish(s, o, count, sup != 0);
+    return s;
+}
+
+// An upper-cased character-set name, released at scope exit.
+struct CharsetName {
+    explicit CharsetName(const char *name) : text(tevra::detail::charset_upper_copy(name)) {}
+    ~CharsetName() { tevra_free(text); }
+    CharsetName(const CharsetName &) = delete;
+    CharsetName &operator=(const CharsetName &) = delete;
+    bool is(const char *name) const { return std::strcmp(text, name) == 0; }
+    char *text;
+};
+
+// The fixed-width Unicode routes read as many bytes as their name is long
+// (8: four UTF-16 units or two UTF-32 code points), whatever the length
+// given; an input shorter than that is refused rather than over-read.
+TEVRA_UString *from_fixed_width(const CharsetName &name, const unsigned char *p, long length) {
+    long take = static_cast<long>(std::strlen(name.text));
+    if (length < take)
+        return nullptr;
+    bool big = name.is("UTF-16BE") || name.is("UTF-32BE");
+    if (name.is("UTF-16BE") || name.is("UTF-16LE")) {
+        if (take % 2 != 0)
+            return nullptr;
+        unsigned short units[4];
+        for (long i = 0; i < take / 2; ++i) {
+            unsigned int hi = p[2 * i + (big ? 0 : 1)], lo = p[2 * i + (big ? 1 : 0)];
+            units[i] = static_cast<unsigned short>((hi << 8) | lo);
+        }
+        return tevra_ustring_newlength(units, take / 2);
+    }
+    if (take % 4 != 0)
+        return nullptr;
+    unsigned long cps[2];
+    for (long i = 0; i < take / 4; ++i) {
+        const unsigned char *q = p + 4 * i;
+        unsigned long v = 0;
+        for (int b = 0; b < 4; ++b)
+            v = (v << 8) | q[big ? b : 3 - b];
+        cps[i] = v;
+    }
+    return tevra_ustring_newutf32(cps, take / 4);
+}
+
+bool is_fixed_width(const CharsetName &name) {
+    return name.is("UTF-16BE") || name.is("UTF-16LE") || name.is("UTF-32BE") || name.is("UTF-32LE");
+}
+
+extern "C" {
+
+// ---- constructors ----
+
+TEVRA_API TEVRA_UString *tevra_ustring_new(const unsigned short *units) {
+    if (units == nullptr)
+        return new_empty(__LINE__);
+    long n = 0;
+    while (units[n] != 0)
+        ++n;
+    return tevra_ustring_newlength(units, n);
+}
+
+TEVRA_API TEVRA_UString *tevra_ustring_newlength(const unsigned short *units, long count) {
+    if (units == nullptr && count == 0)
+        return new_empty(__LINE__);
+    if (units == nullptr || count < 0)
+        return nullptr;
+    long chars = 0, pairs = 0;
+    if (!scan_utf16(units, count, chars, pairs))
+        return nullptr;
+    TEVRA_UString *s = ustring_alloc(count + 1, __LINE__);
+    if (s == nullptr)
+        return nullptr;
+    std::memcpy(s->units, units, 2 * static_cast<size_t>(count));
+    ustring_finish(s, count, chars, pairs != 0);
+    return s;
+}
+
+TEVRA_API TEVRA_UString *tevra_ustring_newutf8(const unsigned char *bytes, long length) {
+    if (bytes == nullptr && length == 0)
+        return new_empty(__LINE__);
+    if (bytes == nullptr || length < 0)
+        return nullptr;
+    long chars = 0, four = 0;
+    measure_utf8(bytes, length, chars, four);
+    TEVRA_UString *s = ustring_alloc(chars + four + 1 + kDecodeSlack, __LINE__);
+    if (s == nullptr)
+        return nullptr;
+    long units = decode_utf8(bytes, length, s->units);
+    if (units < 0) {
+        tevra_ustring_free(s);
+        return nullptr;
+    }
+    // Once every byte decoded, the measured figures are exact.
+    ustring_finish(s, units, chars, four != 0);
+    return s;
+}
+
+TEVRA_API TEVRA_UString *tevra_ustring_newbmp(const unsigned char *bytes, long length) {
+    if (bytes == nullptr && length == 0)
+        return new_empty(__LINE__);
+    if (bytes == nullptr || length < 0 || length % 2 != 0)
+        return nullptr;
+    long n = length / 2;
+    for (long i = 0; i < n; ++i)
+        if ((bytes[2 * i] & 0xF8) == 0xD8)
+            return nullptr;
+    TEVRA_UString *s = ustring_alloc(n + 1, __LINE__);
+    if (s == nullptr)
+        return nullptr;
+    for (long i = 0; i < n; ++i)
+        s->units[i] = static_cast<unsigned short>((bytes[2 * i] << 8) | bytes[2 * i + 1]);
+    ustring_finish(s, n, n, false);
+    return s;
+}
+
+TEVRA_API TEVRA_UString *tevra_ustring_newutf32be(const unsigned char *bytes, long length) {
+    if (bytes == nullptr && length == 0)
+        return new_empty(__LINE__);
+    if (bytes == nullptr || length < 0 || length % 4 != 0)
+        return nullptr;
+    long n = length / 4, sup = 0;
+    auto value = [bytes](long i) {
+        const unsigned char *p = bytes + 4 * i;
+        return (static_cast<unsigned long>(p[0]) << 24) | (static_cast<unsigned long>(p[1]) << 16) |
+               (static_cast<unsigned long>(p[2]) << 8) | p[3];
+    };
+    for (long i = 0; i < n; ++i) {
+        unsigned long v = value(i);
+        if (!valid_code_point(v))
+            return nullptr;
+        sup += v >= 0x10000;
+    }
+    TEVRA_UString *s = ustring_alloc(n + sup + 1, __LINE__);
+    if (s == nullptr)
+        return nullptr;
+    long o = 0;
+    for (long i = 0; i < n; ++i)
+        o += put_code_point(s->units + o, value(i));
+    ustring_finish(s, o, n, sup != 0);
+    return s;
+}
+
+TEVRA_API TEVRA_UString *tevra_ustring_newutf32(const unsigned long *code_points, long count) {
+    if (code_points == nullptr && count == 0)
+        return new_empty(__LINE__);
+    if (code_points == nullptr || count < 0)
+        return nullptr;
+    return from_code_points(code_points, count, __LINE__);
+}
+
+TEVRA_API TEVRA_UString *tevra_ustring_newascii(const char *bytes, long length) {
+    if (bytes == nullptr && length == 0)
+        return new_empty(__LINE__);
+    if (bytes == nullptr || length < 0)
+        return nullptr;
+    for (long i = 0; i < length; ++i)
+        if (static_cast<unsigned char>(bytes[i]) >= 0x80)
+            return nullptr;
+    TEVRA_UString *s = ustring_alloc(length + 1, __LINE__);
+    if (s == nullptr)
+        return nullptr;
+    for (long i = 0; i < length; ++i)
+        s->units[i] = static_cast<unsigned char>(bytes[i]);
+    ustring_finish(s, length, length, false);
+    return s;
+}
+
+// ---- exporters ----
+
+TEVRA_API int tevra_ustring_toutf8(const TEVRA_UString *s, unsigned char **out, long *out_length) {
+    if (s == nullptr || out == nullptr || out_length == nullptr)
+        return 0;
+    long size = measure_utf16_as_utf8(s->units, s->unit_count);
+    auto *buf = static_cast<unsigned char *>(tevra_malloc(size + 1, kFile, __LINE__));
+    if (buf == nullptr)
+        return 0;
+    long n = encode_utf8(s->units, s->unit_count, buf);
+    if (n < 0) {
+        tevra_free(buf);
+        return 0;
+    }
+    buf[n] = 0;
+    *out = buf;
+    *out_length = n;
+    return 1;
+}
+
+TEVRA_API int tevra_ustring_toutf16(const TEVRA_UString *s, unsigned short **out, long *out_count) {
+    if (s == nullptr || out == nullptr || out_count == nullptr)
+        return 0;
+    long n = s->unit_count;
+    auto *buf = static_cast<unsigned short *>(tevra_malloc(2 * (n + 1), kFile, __LINE__));
+    if (buf == nullptr)
+        return 0;
+    std::memcpy(buf, s->units, 2 * static_cast<size_t>(n));
+    buf[n] = 0;
+    *out = buf;
+    *out_count = n;
+    return 1;
+}
+
+TEVRA_API int tevra_ustring_tobmp(const TEVRA_UString *s, unsigned char **out, long *out_length) {
+    if (s == nullptr || out == nullptr || out_length == nullptr || s->has_supplementary != 0)
+        return 0;
+    long n = s->unit_count;
+    auto *buf = static_cast<unsigned char *>(tevra_malloc(2 * n + 2, kFile, __LINE__));
+    if (buf == nullptr)
+        return 0;
+    for (long i = 0; i < n; ++i) {
+        buf[2 * i] = static_cast<unsigned char>(s->units[i] >> 8);
+        buf[2 * i + 1] = static_cast<unsigned char>(s->units[i]);
+    }
+    buf[2 * n] = 0;
+    buf[2 * n + 1] = 0;
+    *out = buf;
+    *out_length = 2 * n;
+    return 1;
+}
+
+TEVRA_API int tevra_ustring_toutf32be(const TEVRA_UString *s, unsigned char **out,
+                                      long *out_length) {
+    if (s == nullptr || out == nullptr || out_length == nullptr)
+        return 0;
+    long chars = s->char_count;
+    auto *buf = static_cast<unsigned char *>(tevra_malloc(4 * chars + 4, kFile, __LINE__));
+    if (buf == nullptr)
+        return 0;
+    const unsigned short *u = s->units;
+    long n = s->unit_count, o = 0;
+    for (long i = 0; i < n; ++i) {
+        unsigned long c = u[i];
+        if (is_surrogate(c)) {
+            if (!is_high_surrogate(c) || i + 1 >= n || !is_low_surrogate(u[i + 1])) {
+                tevra_free(buf);
+                return 0;
+            }
+            c = (((c & 0x3FF) << 10) | (u[i + 1] & 0x3FFUL)) + 0x10000;
+            ++i;
+        }
+        buf[o] = static_cast<unsigned char>(c >> 24);
+        buf[o + 1] = static_cast<unsigned char>(c >> 16);
+        buf[o + 2] = static_cast<unsigned char>(c >> 8);
+        buf[o + 3] = static_cast<unsigned char>(c);
+        o += 4;
+    }
+    std::memset(buf + o, 0, 4);
+    *out = buf;
+    *out_length = o;
+    return 1;
+}
+
+TEVRA_API int tevra_ustring_toutf32(const TEVRA_UString *s, unsigned long **out, long *out_count) {
+    if (s == nullptr || out == nullptr || out_count == nullptr)
+        return 0;
+    *out_count = s->char_count;
+    auto *buf = static_cast<unsigned long *>(tevra_malloc(
+        static_cast<long>(sizeof(unsigned long)) * (s->char_count + 1), kFile, __LINE__));
+    if (buf == nullptr)
+        return 0;
+    // A string cut inside a pair has no code-point form; refuse it.
+    if (!to_code_points(s, buf)) {
+        tevra_free(buf);
+        return 0;
+    }
+    buf[s->char_count] = 0;
+    *out = buf;
+    return 1;
+}
+
+// ---- lifetime and queries ----
+
+TEVRA_API TEVRA_UString *tevra_ustring_dup(TEVRA_UString *s) {
+    if (s != nullptr)
+        ++s->refcount;
+    return s;
+}
+
+TEVRA_API void tevra_ustring_free(TEVRA_UString *s) {
+    if (s == nullptr)
+        return;
+    if (s->refcount > 1) {
+        --s->refcount;
+        return;
+    }
+    if (s->units != reinterpret_cast<unsigned short *>(s + 1))
+        tevra_free(s->units);
+    tevra_free(s);
+}
+
+TEVRA_API long tevra_ustring_getcharcount(const TEVRA_UString *s) {
+    return s == nullptr ? 0 : s->char_count;
+}
+
+TEVRA_API int tevra_ustring_cmp(const TEVRA_UString *a, const TEVRA_UString *b) {
+    if (a == nullptr || b == nullptr)
+        return a == b ? 0 : (a == nullptr ? -1 : 1);
+    if (a == b)
+        return 0;
+    long n = a->unit_count < b->unit_count ? a->unit_count : b->unit_count;
+    int r = compare_units(a->units, b->units, n);
+    if (r != 0)
+        return r;
+    if (a->unit_count == b->unit_count)
+        return 0;
+    return a->unit_count > b->unit_count ? 1 : -1;
+}
+
+TEVRA_API int tevra_ustring_ncmp(const TEVRA_UString *a, const TEVRA_UString *b, long n) {
+    if (a == nullptr || b == nullptr)
+        return a == b ? 0 : (a == nullptr ? -1 : 1);
+    if (n == 0)
+        return 0;
+    if (n < 0)
+        return tevra_ustring_cmp(a, b);
+    if (a == b)
+        return 0;
+    // Inclusive end: the last unit of character n (the one after the first
+    // n), which is the terminator for a string of exactly n characters.
+    auto end_index = [n](const TEVRA_UString *s) -> long {
+        if (s->char_count < n)
+            return s->unit_count - 1;
+        long idx = unit_index_of(s, n);
+        if (idx < s->unit_count && is_surrogate(s->units[idx]))
+            ++idx;
+        return idx;
+    };
+    long ea = end_index(a), eb = end_index(b);
+    long last = ea < eb ? ea : eb;
+    int r = compare_units(a->units, b->units, last + 1);
+    if (r != 0)
+        return r;
+    if (ea == eb)
+        return 0;
+    return ea > eb ? 1 : -1;
+}
+
+TEVRA_API TEVRA_UString *tevra_ustring_cat(TEVRA_UString *a, TEVRA_UString *b) {
+    if (a == nullptr || b == nullptr)
+        return tevra_ustring_dup(a == nullptr ? b : a);
+    if (a->unit_count > LONG_MAX / 2 - b->unit_count)
+        return nullptr;
+    long n = a->unit_count + b->unit_count;
+    TEVRA_UString *s = ustring_alloc(n + 1, __LINE__);
+    if (s == nullptr)
+        return nullptr;
+    std::memcpy(s->units, a->units, 2 * static_cast<size_t>(a->unit_count));
+    std::memcpy(s->units + a->unit_count, b->units, 2 * static_cast<size_t>(b->unit_count));
+    ustring_finish(s, n, a->char_count + b->char_count,
+                   a->has_supplementary != 0 || b->has_supplementary != 0);
+    return s;
+}
+
+TEVRA_API TEVRA_UString *tevra_ustring_substring(const TEVRA_UString *s, long start, long count) {
+    if (s == nullptr || start < 0 || count == 0 || start >= s->char_count)
+        return nullptr;
+    if (count < 0)
+        count = s->unit_count;
+    if (count > s->char_count - start)
+        count = s->char_count - start;
+    const unsigned short *u = s->units;
+    long from, to;
+    if (s->has_supplementary == 0) {
+        from = start;
+        to = start + count;
+    } else {
+        from = unit_index_of(s, start);
+        // Walks last units: from the last unit of character 0 to the last
+        // unit of character start + count. When that character is a pair
+        // the range keeps its high surrogate (and one character more).
+        to = is_surrogate(u[0]) ? 1 : 0;
+        for (long k = 0; k < start + count && to < s->unit_count; ++k) {
+            ++to;
+            if (to < s->unit_count && is_surrogate(u[to]))
+                ++to;
+        }
+        if (to > s->unit_count)
+            to = s->unit_count;
+    }
+    long n = to - from;
+    TEVRA_UString *r = ustring_alloc(n + 1, __LINE__);
+    if (r == nullptr)
+        return nullptr;
+    std::memcpy(r->units, u + from, 2 * static_cast<size_t>(n));
+    bool sup = false;
+    long chars = n;
+    if (s->has_supplementary != 0) {
+        for (long i = from; i < to && !sup; ++i)
+            sup = is_surrogate(u[i]);
+        chars = chars_between(u, from, to);
+    }
+    ustring_finish(r, n, chars, sup);
+    return r;
+}
+
+TEVRA_API int tevra_ustring_find(const TEVRA_UString *s, long start, const TEVRA_UString *pattern,
+                                 long *position) {
+    if (s == nullptr || pattern == nullptr || position == nullptr || start < 0 ||
+        start >= s->char_count)
+        return 0;
+    if (pattern->char_count == 0) {
+        *position = start;
+        return 1;
+    }
+    if (pattern == s) {
+        *position = start == 0 ? 0 : -1;
+        return start == 0 ? 1 : 0;
+    }
+    if (s->char_count - start < pattern->char_count) {
+        *position = -1;
+        return 0;
+    }
+    long from = unit_index_of(s, start);
+    const unsigned short *p = pattern->units; // p[m] is the terminator
+    long m = pattern->unit_count;
+
+    // Optimised failure table: an entry skips straight past borders whose
+    // next unit equals the one that just failed to match.
+    long *next = static_cast<long *>(
+        tevra_malloc(static_cast<long>(sizeof(long)) * (m + 1), kFile, __LINE__));
+    if (next == nullptr) {
+        *position = -1;
+        return 0;
+    }
+    next[0] = -1;
+    long k = -1;
+    for (long i = 0; i < m; ++i) {
+        while (k >= 0 && p[i] != p[k])
+            k = next[k];
+        ++k;
+        next[i + 1] = p[i + 1] == p[k] ? next[k] : k;
+    }
+
+    const unsigned short *t = s->units;
+    long n = s->unit_count, i = from, j = 0;
+    while (i < n && j < m) {
+        if (j < 0 || t[i] == p[j]) {
+            ++i;
+            ++j;
+        } else {
+            j = next[j];
+        }
+    }
+    tevra_free(next);
+    if (j < m) {
+        *position = -1;
+        return 0;
+    }
+    long match = i - m;
+    *position = start + (s->has_supplementary == 0 ? match - from : chars_between(t, from, match));
+    return 1;
+}
+
+// ---- named character sets and wide characters ----
+
+TEVRA_API TEVRA_UString *tevra_ustring_newmbs(const char *charset, const char *bytes, long length) {
+    if (length == 0)
+        return new_empty(__LINE__);
+    if (bytes == nullptr || length < 0 || charset == nullptr || *charset == '\0')
+        return nullptr;
+    CharsetName name(charset);
+    if (name.text == nullptr)
+        return nullptr;
+    const auto *p = reinterpret_cast<const unsigned char *>(bytes);
+    if (name.is("UTF-8"))
+        return tevra_ustring_newutf8(p, length);
+    if (name.is("ASCII"))
+        return tevra_ustring_newascii(bytes, length);
+    if (is_fixed_width(name))
+        return from_fixed_width(name, p, length);
+    if (length > LONG_MAX / 2 - 1)
+        return nullptr;
+    auto *units = static_cast<unsigned short *>(tevra_malloc(2 * length + 2, kFile, __LINE__));
+    if (units == nullptr)
+        return nullptr;
+    long count = 0;
+    TEVRA_UString *s = nullptr;
+    if (tevra_imbstowcs(name.text, bytes, length, units, length, &count) == 1 && count >= 0 &&
+        count <= length)
+        s = tevra_ustring_newlength(units, count);
+    tevra_free(units);
+    return s;
+}
+
+TEVRA_API int tevra_ustring_tombs(const TEVRA_UString *s, const char *charset, char **out,
+                                  long *out_length) {
+    if (s == nullptr || charset == nullptr || *charset == '\0' || out == nullptr ||
+        out_length == nullptr)
+        return 0;
+    CharsetName name(charset);
+    if (name.text == nullptr)
+        return 0;
+    auto **bytes_out = reinterpret_cast<unsigned char **>(out);
+    if (name.is("UTF-8"))
+        return tevra_ustring_toutf8(s, bytes_out, out_length);
+    if (name.is("ASCII")) {
+        for (long i = 0; i < s->unit_count; ++i)
+            if (s->units[i] >= 0x80)
+                return 0;
+        return tevra_ustring_toutf8(s, bytes_out, out_length);
+    }
+    if (name.is("UTF-16BE") || name.is("UTF-16LE")) {
+        bool big = name.is("UTF-16BE");
+        long n = s->unit_count;
+        auto *buf = static_cast<unsigned char *>(tevra_malloc(2 * n + 1, kFile, __LINE__));
+        if (buf == nullptr)
+            return 0;
+        for (long i = 0; i < n; ++i) {
+            auto hi = static_cast<unsigned char>(s->units[i] >> 8);
+            auto lo = static_cast<unsigned char>(s->units[i]);
+            buf[2 * i] = big ? hi : lo;
+            buf[2 * i + 1] = big ? lo : hi;
+        }
+        buf[2 * n] = 0;
+        *out = reinterpret_cast<char *>(buf);
+        *out_length = 2 * n;
+        return 1;
+    }
+    if (name.is("UTF-32BE"))
+        return tevra_ustring_toutf32be(s, bytes_out, out_length);
+    if (name.is("UTF-32LE")) {
+        unsigned char *buf = nullptr;
+        long len = 0;
+        if (tevra_ustring_toutf32be(s, &buf, &len) != 1)
+            return 0;
+        // Only groups 0, 4, 8, ... are turned around; the rest stay
+        // big-endian. Callers depend on this exact output.
+        for (long g = 0; g < len / 4; g += 4) {
+            unsigned char *q = buf + 4 * g;
+            unsigned char t0 = q[0], t1 = q[1];
+            q[0] = q[3];
+            q[1] = q[2];
+            q[2] = t1;
+            q[3] = t0;
+        }
+        *out = reinterpret_cast<char *>(buf);
+        *out_length = len;
+        return 1;
+    }
+    long cap = 4 * s->char_count;
+    auto *buf = static_cast<char *>(tevra_malloc(cap + 1, kFile, __LINE__));
+    if (buf == nullptr)
+        return 0;
+    long len = 0;
+    if (s->char_count > 0 &&
+        (tevra_iwcstombs(name.text, s->units, s->unit_count, buf, cap, &len) != 1 || len < 0 ||
+         len > cap)) {
+        tevra_free(buf);
+        return 0;
+    }
+    buf[len] = '\0';
+    *out = buf;
+    *out_length = len;
+    return 1;
+}
+
+TEVRA_API wchar_t *tevra_ustring_towcs(const TEVRA_UString *s) {
+    if (s == nullptr)
+        return nullptr;
+    auto *buf = static_cast<wchar_t *>(
+        tevra_malloc(static_cast<long>(sizeof(wchar_t)) * (s->char_count + 1), kFile, __LINE__));
+    if (buf == nullptr)
+        return nullptr;
+    if (!to_code_points(s, buf)) {
+        tevra_free(buf);
+        return nullptr;
+    }
+    buf[s->char_count] = 0;
+    return buf;
+}
+
+TEVRA_API TEVRA_UString *tevra_ustring_newwcs(const wchar_t *wide) {
+    if (wide == nullptr)
+        return nullptr;
+    return from_code_points(wide, static_cast<long>(std::wcslen(wide)), __LINE__);
+}
+
+} // extern "C"

@@ -1,0 +1,46 @@
+// The string record and the helpers the Unicode sources share.
+#ifndef TEVRA_USTRING_INTERNAL_H
+#define TEVRA_USTRING_INTERNAL_H
+
+#include "TEVRA_UString.h"
+
+// Field order is fixed: units, unit count, char count, flag, holders.
+struct TEVRA_UString {
+    unsigned short *units;          // UTF-16, host order, followed by one zero unit
+    long unit_count;                // terminator excluded
+    long char_count;                // a surrogate pair counts one
+    unsigned int has_supplementary; // 1 when a surrogate pair is present
+    unsigned int refcount;          // plain counter; dup/free must not race
+};
+
+namespace tevra::detail {
+
+inline bool is_surrogate(unsigned int u) {
+    return (u & 0xF800) == 0xD800;
+}
+inline bool is_high_surrogate(unsigned int u) {
+    return (u & 0xFC00) == 0xD800;
+}
+inline bool is_low_surrogate(unsigned int u) {
+    return (u & 0xFC00) == 0xDC00;
+}
+
+// A string with room for capacity units, stored in the same block as the
+// record, with one holder and zero counts. The caller writes the units and
+// calls ustring_finish. NULL when memory runs out or capacity is negative.
+TEVRA_UString *ustring_alloc(long capacity, int line);
+
+// Sets the counts and the flag and writes the terminator at unit_count
+// (which must lie inside the capacity).
+void ustring_finish(TEVRA_UString *s, long unit_count, long char_count, bool supplementary);
+
+// A string taking over units, a tevra_malloc'ed block of capacity units of
+// which unit_count are in use; the flag is set when the counts differ. When
+// the block leaves no room for the terminator the units are copied into one
+// that does. On failure the units are released and NULL returned.
+TEVRA_UString *ustring_adopt(unsigned short *units, long unit_count, long capacity, long char_count,
+                             int line);
+
+} // namespace tevra::detail
+
+#endif
