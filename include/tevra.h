@@ -11,5 +11,7 @@
 #include "TEVRA_Lock.h"
 #include "TEVRA_Stream.h"
 #include "TEVRA_BigInteger.h"
+#include "TEVRA_UString.h"
+#include "TEVRA_DSO.h"
 
 #endif

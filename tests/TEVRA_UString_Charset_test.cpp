@@ -1,0 +1,327 @@
+// Named character sets, the locale's default set, the application hooks and
+// wide characters.
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <string>
+#include <vector>
+
+#include "TEVRA_UString.h"
+#include "TEVRA_Util.h"
+#include "test_support.h"
+
+namespace {
+
+using U16 = std::vector<unsigned short>;
+
+struct Str {
+    explicit Str(TEVRA_UString *p = nullptr) : s(p) {}
+    ~Str() { tevra_ustring_free(s); }
+    Str(const Str &) = delete;
+    Str &operator=(const Str &) = delete;
+    TEVRA_UString *get() const { return s; }
+    explicit operator bool() const { return s != nullptr; }
+    TEVRA_UString *s;
+};
+
+TEVRA_UString *mbs(const char *charset, const std::string &bytes) {
+    return tevra_ustring_newmbs(charset, bytes.data(), (long)bytes.size());
+}
+
+U16 units_of(const TEVRA_UString *s) {
+    unsigned short *out = nullptr;
+    long n = 0;
+    if (tevra_ustring_toutf16(s, &out, &n) != 1)
+        return {};
+    U16 u(out, out + n);
+    tevra_free(out);
+    return u;
+}
+
+// The bytes of s in charset, or "<fail>".
+std::string encoded(const TEVRA_UString *s, const char *charset) {
+    char *out = nullptr;
+    long n = -1;
+    if (tevra_ustring_tombs(s, charset, &out, &n) != 1)
+        return "<fail>";
+    std::string t(out, static_cast<size_t>(n));
+    EXPECT_EQ(out[n], '\0');
+    tevra_free(out);
+    return t;
+}
+
+// Sets the three locale variables for one test and restores them after.
+class LocaleEnv {
+  public:
+    LocaleEnv(const char *lc_all, const char *lc_ctype, const char *lang) {
+        for (int i = 0; i < 3; ++i) {
+            const char *v = std::getenv(kNames[i]);
+            saved_[i] = v != nullptr ? std::string(v) : std::string();
+            had_[i] = v != nullptr;
+        }
+        set(0, lc_all);
+        set(1, lc_ctype);
+        set(2, lang);
+    }
+    ~LocaleEnv() {
+        for (int i = 0; i < 3; ++i)
+            set(i, had_[i] ? saved_[i].c_str() : nullptr);
+    }
+
+  private:
+    static void set(int i, const char *v) {
+        if (v == nullptr)
+            unsetenv(kNames[i]);
+        else
+            setenv(kNames[i], v, 1);
+    }
+    static constexpr const char *kNames[3] = {"LC_ALL", "LC_CTYPE", "LANG"};
+    std::string saved_[3];
+    bool had_[3];
+};
+
+std::string default_charset() {
+    char *c = tevra_ustring_getdefaultcharset();
+    std::string r = c != nullptr ? c : "<null>";
+    tevra_free(c);
+    return r;
+}
+
+class CharsetTest : public tevra_test::LeakCheck {
+  protected:
+    void TearDown() override {
+        tevra_ustring_setmbstowcscallback(nullptr, nullptr);
+        tevra_ustring_setwcstombscallback(nullptr, nullptr);
+        LeakCheck::TearDown();
+    }
+};
+
+TEST_F(CharsetTest, DefaultCharsetFollowsTheLocaleVariables) {
+    {
+        LocaleEnv env(nullptr, "", "de_DE.UTF-8@euro");
+        EXPECT_EQ(default_charset(), "UTF-8");
+    }
+    {
+        LocaleEnv env("ja_JP.eucJP", "fr_FR", "zh_CN");
+        EXPECT_EQ(default_charset(), "eucJP");
+    }
+    {
+        LocaleEnv env(nullptr, "zh_TW", "en_US.UTF-8");
+        EXPECT_EQ(default_charset(), "BIG5");
+    }
+    const std::vector<std::pair<const char *, const char *>> lang = {
+        {"c", "ISO8859-1"},     {"C", "ISO8859-1"},  {"zh_hk", "BIG5"},   {"ZH_CN", "GBK"},
+        {"en_gb", "ISO8859-1"}, {"fr_FR", "<null>"}, {"POSIX", "<null>"}, {"x.", ""},
+    };
+    for (const auto &[value, expect] : lang) {
+        LocaleEnv env(nullptr, nullptr, value);
+        EXPECT_EQ(default_charset(), expect) << value;
+    }
+    LocaleEnv none(nullptr, nullptr, nullptr);
+    EXPECT_EQ(default_charset(), "ISO8859-1");
+}
+
+TEST_F(CharsetTest, ByteStringRoutesByUpperCasedName) {
+    Str u(mbs("utf-8", "caf\xC3\xA9"));
+    ASSERT_TRUE(u);
+    EXPECT_EQ(units_of(u.get()), (U16{'c', 'a', 'f', 0xE9}));
+    EXPECT_EQ(mbs("Ascii", "caf\xC3\xA9"), nullptr);
+    Str a(mbs("ascii", "plain"));
+    EXPECT_EQ(units_of(a.get()), (U16{'p', 'l', 'a', 'i', 'n'}));
+    Str l1(mbs("iso-8859-1", "caf\xE9"));
+    EXPECT_EQ(units_of(l1.get()), (U16{'c', 'a', 'f', 0xE9}));
+    EXPECT_EQ(mbs("UTF-8", "\xC0\x80"), nullptr);
+
+    // Length 0 wins over everything; then the name must be present.
+    Str e(tevra_ustring_newmbs("", nullptr, 0));
+    ASSERT_TRUE(e);
+    EXPECT_EQ(tevra_ustring_getcharcount(e.get()), 0);
+    EXPECT_EQ(mbs("", "x"), nullptr);
+    EXPECT_EQ(mbs(nullptr, "x"), nullptr);
+    EXPECT_EQ(tevra_ustring_newmbs("UTF-8", nullptr, 1), nullptr);
+    EXPECT_EQ(tevra_ustring_newmbs("UTF-8", "x", -1), nullptr);
+    EXPECT_EQ(mbs("NO-SUCH-CHARSET-X", "x"), nullptr);
+}
+
+TEST_F(CharsetTest, FixedWidthRoutesReadEightBytes) {
+    const std::string be16("\x00\x41\xD8\x3D\xDE\x00\x00\x42\x00\x43\x00\x44", 12);
+    Str s(mbs("UTF-16BE", be16));
+    ASSERT_TRUE(s);
+    EXPECT_EQ(units_of(s.get()), (U16{'A', 0xD83D, 0xDE00, 'B'}));
+    Str le(mbs("utf-16le", std::string("\x41\x00\x42\x00\x43\x00\x44\x00\x45\x00", 10)));
+    EXPECT_EQ(units_of(le.get()), (U16{'A', 'B', 'C', 'D'}));
+    Str be32(mbs("UTF-32BE", std::string("\x00\x01\xF6\x00\x00\x00\x00\x41\x00\x00\x00\x42", 12)));
+    EXPECT_EQ(units_of(be32.get()), (U16{0xD83D, 0xDE00, 'A'}));
+    Str le32(mbs("UTF-32LE", std::string("\x41\x00\x00\x00\x00\xF6\x01\x00", 8)));
+    EXPECT_EQ(units_of(le32.get()), (U16{'A', 0xD83D, 0xDE00}));
+    // Fewer than eight bytes, or invalid units inside them, give NULL.
+    EXPECT_EQ(mbs("UTF-16BE", std::string("\x00\x41", 2)), nullptr);
+    EXPECT_EQ(mbs("UTF-16LE", std::string("\x00\xDC\x41\x00\x42\x00\x43\x00", 8)), nullptr);
+    EXPECT_EQ(mbs("UTF-32BE", std::string("\x00\x11\x00\x00\x00\x00\x00\x41", 8)), nullptr);
+}
+
+TEST_F(CharsetTest, EncodingRoutes) {
+    Str s(mbs("UTF-8", "A\xC3\xA9\xF0\x9F\x98\x80"));
+    ASSERT_TRUE(s);
+    EXPECT_EQ(encoded(s.get(), "utf-8"), "A\xC3\xA9\xF0\x9F\x98\x80");
+    EXPECT_EQ(encoded(s.get(), "ASCII"), "<fail>");
+    EXPECT_EQ(encoded(s.get(), "UTF-16BE"), std::string("\x00\x41\x00\xE9\xD8\x3D\xDE\x00", 8));
+    EXPECT_EQ(encoded(s.get(), "UTF-16LE"), std::string("\x41\x00\xE9\x00\x3D\xD8\x00\xDE", 8));
+    EXPECT_EQ(encoded(s.get(), "UTF-32BE"),
+              std::string("\x00\x00\x00\x41\x00\x00\x00\xE9\x00\x01\xF6\x00", 12));
+    EXPECT_EQ(encoded(s.get(), "ISO-8859-1"), "<fail>");
+    EXPECT_EQ(encoded(s.get(), "GB18030"), "A\xA8\xA6\x94\x39\xFC\x36");
+    Str ascii(mbs("UTF-8", "plain"));
+    EXPECT_EQ(encoded(ascii.get(), "ascii"), "plain");
+    Str latin(mbs("UTF-8", "caf\xC3\xA9"));
+    EXPECT_EQ(encoded(latin.get(), "iso-8859-1"), "caf\xE9");
+    Str empty(mbs("UTF-8", ""));
+    EXPECT_EQ(encoded(empty.get(), "ISO-8859-1"), "");
+    EXPECT_EQ(encoded(latin.get(), "NO-SUCH-CHARSET-X"), "<fail>");
+    char *out = nullptr;
+    long n = 0;
+    EXPECT_EQ(tevra_ustring_tombs(nullptr, "UTF-8", &out, &n), 0);
+    EXPECT_EQ(tevra_ustring_tombs(latin.get(), nullptr, &out, &n), 0);
+    EXPECT_EQ(tevra_ustring_tombs(latin.get(), "UTF-8", nullptr, &n), 0);
+}
+
+TEST_F(CharsetTest, Utf32LittleEndianTurnsEveryFourthGroup) {
+    Str s(mbs("UTF-8", "ABCDEF"));
+    std::string got = encoded(s.get(), "UTF-32LE");
+    std::string expect;
+    for (int g = 0; g < 6; ++g) {
+        std::string be("\x00\x00\x00", 3);
+        be += static_cast<char>('A' + g);
+        expect += g % 4 == 0 ? std::string(be.rbegin(), be.rend()) : be;
+    }
+    EXPECT_EQ(got, expect);
+}
+
+struct HookLog {
+    int calls = 0;
+    std::string charset;
+};
+
+int mbs_hook(void *ctx, const char *charset, const char *in, long inlen, unsigned short *out,
+             long cap, long *count) {
+    auto *log = static_cast<HookLog *>(ctx);
+    ++log->calls;
+    log->charset = charset;
+    if (inlen > cap)
+        return 0;
+    for (long i = 0; i < inlen; ++i)
+        out[i] = static_cast<unsigned short>(0x3040 + static_cast<unsigned char>(in[i]) % 0x40);
+    *count = inlen;
+    return 1;
+}
+
+int wcs_hook(void *ctx, const char *charset, const unsigned short *in, long n, char *out, long cap,
+             long *count) {
+    auto *log = static_cast<HookLog *>(ctx);
+    ++log->calls;
+    log->charset = charset;
+    if (n > cap)
+        return 0;
+    for (long i = 0; i < n; ++i)
+        out[i] = static_cast<char>('a' + in[i] % 26);
+    *count = n;
+    return 1;
+}
+
+TEST_F(CharsetTest, UnknownCharsetsGoToTheHooks) {
+    HookLog in_log, out_log;
+    EXPECT_EQ(tevra_ustring_setmbstowcscallback(&in_log, mbs_hook), 1);
+    EXPECT_EQ(tevra_ustring_setwcstombscallback(&out_log, wcs_hook), 1);
+    Str s(mbs("x-tevra-Private", "\x01\x02"));
+    ASSERT_TRUE(s);
+    EXPECT_EQ(in_log.calls, 1);
+    EXPECT_EQ(in_log.charset, "X-TEVRA-PRIVATE");
+    EXPECT_EQ(units_of(s.get()), (U16{0x3041, 0x3042}));
+    EXPECT_EQ(encoded(s.get(), "x-tevra-private"), "de");
+    EXPECT_EQ(out_log.calls, 1);
+    EXPECT_EQ(out_log.charset, "X-TEVRA-PRIVATE");
+    // Sets iconv knows never reach the hooks.
+    Str known(mbs("ISO-8859-1", "a"));
+    EXPECT_EQ(encoded(known.get(), "ISO-8859-1"), "a");
+    EXPECT_EQ(in_log.calls, 1);
+    EXPECT_EQ(out_log.calls, 1);
+}
+
+TEST_F(CharsetTest, IconvWorkersFailCleanly) {
+    unsigned short units[8];
+    long count = -1;
+    EXPECT_EQ(tevra_imbstowcs("UTF-8", "ab\xE2\x82", 4, units, 8, &count), 0); // truncated
+    EXPECT_EQ(tevra_imbstowcs("UTF-8", "abcdef", 6, units, 3, &count), 0);     // no room
+    EXPECT_EQ(tevra_imbstowcs(nullptr, "ab", 2, units, 8, &count), 0);
+    EXPECT_EQ(tevra_imbstowcs("NO-SUCH-CHARSET-X", "ab", 2, units, 8, &count), 0);
+    ASSERT_EQ(tevra_imbstowcs("UTF-8", "a\xC3\xA9", 3, units, 8, &count), 1);
+    EXPECT_EQ(count, 2);
+    EXPECT_EQ(units[1], 0xE9);
+
+    char out[8];
+    const unsigned short cjk[] = {0x4E2D};
+    const unsigned short latin[] = {'a', 0xE9};
+    EXPECT_EQ(tevra_iwcstombs("ISO-8859-1", cjk, 1, out, 8, &count), 0);
+    EXPECT_EQ(tevra_iwcstombs("UTF-8", latin, 2, out, 2, &count), 0);
+    EXPECT_EQ(tevra_iwcstombs(nullptr, latin, 2, out, 8, &count), 0);
+    ASSERT_EQ(tevra_iwcstombs("ISO-8859-1", latin, 2, out, 8, &count), 1);
+    EXPECT_EQ(std::string(out, static_cast<size_t>(count)), "a\xE9");
+}
+
+TEST_F(CharsetTest, WideCharactersRoundTrip) {
+    const wchar_t text[] = {L'w', 0xE9, 0x1F600, 0x10FFFF, 0};
+    Str s(tevra_ustring_newwcs(text));
+    ASSERT_TRUE(s);
+    EXPECT_EQ(tevra_ustring_getcharcount(s.get()), 4);
+    wchar_t *back = tevra_ustring_towcs(s.get());
+    ASSERT_NE(back, nullptr);
+    EXPECT_EQ(std::wcscmp(back, text), 0);
+    tevra_free(back);
+    const wchar_t sur[] = {L'a', 0xD800, 0};
+    const wchar_t big[] = {0x110000, 0};
+    const wchar_t neg[] = {-1, 0};
+    EXPECT_EQ(tevra_ustring_newwcs(sur), nullptr);
+    EXPECT_EQ(tevra_ustring_newwcs(big), nullptr);
+    EXPECT_EQ(tevra_ustring_newwcs(neg), nullptr);
+    EXPECT_EQ(tevra_ustring_newwcs(nullptr), nullptr);
+    EXPECT_EQ(tevra_ustring_towcs(nullptr), nullptr);
+    Str empty(tevra_ustring_newwcs(L""));
+    wchar_t *none = tevra_ustring_towcs(empty.get());
+    ASSERT_NE(none, nullptr);
+    EXPECT_EQ(none[0], 0);
+    tevra_free(none);
+}
+
+TEST_F(CharsetTest, FailedAllocationsLeaveNothingBehind) {
+    tevra_test::until_allocations_suffice([] {
+        TEVRA_UString *s = mbs("iso-8859-1", "caf\xE9 au lait");
+        tevra_ustring_free(s);
+        return s != nullptr;
+    });
+    Str s(mbs("UTF-8", "caf\xC3\xA9"));
+    for (const char *charset : {"ISO-8859-1", "UTF-32LE", "UTF-16BE", "ascii"}) {
+        Str plain(mbs("UTF-8", "cafe"));
+        tevra_test::until_allocations_suffice([&] {
+            char *out = nullptr;
+            long n = 0;
+            int ok = tevra_ustring_tombs(plain.get(), charset, &out, &n);
+            tevra_free(out);
+            return ok == 1;
+        });
+    }
+    tevra_test::until_allocations_suffice([&] {
+        wchar_t *w = tevra_ustring_towcs(s.get());
+        tevra_free(w);
+        return w != nullptr;
+    });
+    for (const char *lang : {"en_US.UTF-8", "zh_CN"}) {
+        LocaleEnv env(nullptr, nullptr, lang);
+        tevra_test::until_allocations_suffice([] {
+            char *c = tevra_ustring_getdefaultcharset();
+            tevra_free(c);
+            return c != nullptr;
+        });
+    }
+}
+
+} // namespace
