@@ -16,24 +16,95 @@ namespace {
 
 constexpr char kFile[] = "TEVRA_BigInteger_gmp";
 
+// GMP does not release its temporaries when an allocation throws out of the
+// middle of a function. While an entry point runs, the blocks GMP allocates
+// on its thread are listed here; if the entry point fails with an exception,
+// the blocks still listed once its own holders are gone can only be such
+// orphaned temporaries and are released. Blocks that existed before the call
+// (an operand grown in place) are never listed.
+class GmpScope {
+  public:
+    GmpScope() noexcept : outer_(current_) { current_ = this; }
+    ~GmpScope() {
+        if (!committed_)
+            for (size_t i = 0; i < count_; ++i)
+                std::free(blocks_[i]);
+        current_ = outer_;
+    }
+    GmpScope(const GmpScope &) = delete;
+    GmpScope &operator=(const GmpScope &) = delete;
+
+    // The call succeeded: whatever GMP still holds belongs to its results.
+    void commit() noexcept { committed_ = true; }
+
+    static void allocated(void *p) noexcept {
+        GmpScope *s = current_;
+        // Past the capacity a block goes unlisted: a leak at worst, never a
+        // double release.
+        if (s != nullptr && s->count_ < kSlots)
+            s->blocks_[s->count_++] = p;
+    }
+    // Replaces from by to in the list; false when from was not listed.
+    static bool moved(void *from, void *to) noexcept {
+        GmpScope *s = current_;
+        if (s == nullptr)
+            return false;
+        for (size_t i = s->count_; i-- > 0;) {
+            if (s->blocks_[i] == from) {
+                if (to != nullptr)
+                    s->blocks_[i] = to;
+                else
+                    s->blocks_[i] = s->blocks_[--s->count_];
+                return true;
+            }
+        }
+        return false;
+    }
+
+  private:
+    static constexpr size_t kSlots = 128;
+    static thread_local GmpScope *current_;
+    GmpScope *outer_;
+    size_t count_ = 0;
+    bool committed_ = false;
+    void *blocks_[kSlots];
+};
+
+thread_local GmpScope *GmpScope::current_ = nullptr;
+
 // GMP cannot report allocation failure, so its adapters throw instead of
 // returning NULL; the entry points of this module catch the exception.
 void *mymalloc(size_t size) {
     void *p = std::malloc(size);
     if (p == nullptr)
         throw tevra::gmpexception();
+    GmpScope::allocated(p);
     return p;
 }
 
 void *myrealloc(void *ptr, size_t, size_t new_size) {
+    // Only the old address is needed afterwards, to find its list entry.
+    auto old = reinterpret_cast<uintptr_t>(ptr);
     void *p = std::realloc(ptr, new_size);
     if (p == nullptr)
         throw tevra::gmpexception();
+    GmpScope::moved(reinterpret_cast<void *>(old), p);
     return p;
 }
 
 void myfree(void *ptr, size_t) {
+    GmpScope::moved(ptr, nullptr);
     std::free(ptr);
+}
+
+// Runs body under a GmpScope; any exception gives failure.
+template <class R, class F> R gmp_guarded(R failure, F &&body) noexcept {
+    GmpScope scope;
+    return tevra::guarded<R>(failure, [&] {
+        R result = body();
+        scope.commit();
+        return result;
+    });
 }
 
 // Miller-Rabin rounds by bit length for the fast tests.
@@ -62,10 +133,33 @@ int table_rounds(size_t bits) {
     return rounds;
 }
 
+// GMP is not exception-safe: a few of its functions record the new size of
+// an output before allocating it, so an output that was still unallocated
+// (mpz_init points it at a shared constant limb) can be left claiming a block
+// it never got. Such a record is put back to the unallocated state before it
+// is cleared. Outputs of GMP calls are therefore always freshly initialised
+// integers: one that already owned a block could lose it the same way.
+const mp_limb_t *unallocated_limbs() {
+    static const mp_limb_t *const limbs = [] {
+        mpz_t probe;
+        mpz_init(probe);
+        const mp_limb_t *p = probe->_mp_d;
+        mpz_clear(probe);
+        return p;
+    }();
+    return limbs;
+}
+
+void clear_mpz(mpz_ptr z) noexcept {
+    if (z->_mp_d == unallocated_limbs())
+        z->_mp_alloc = 0;
+    mpz_clear(z);
+}
+
 // Releases a handle: the limbs go back to GMP, the record to tevra_free.
 struct HandleDeleter {
     void operator()(TEVRA_BigInteger *n) const noexcept {
-        mpz_clear(n->value);
+        clear_mpz(n->value);
         tevra_free(n);
     }
 };
@@ -85,7 +179,7 @@ Handle new_handle(int line) {
 struct Mpz {
     mpz_t v;
     Mpz() { mpz_init(v); }
-    ~Mpz() { mpz_clear(v); }
+    ~Mpz() { clear_mpz(v); }
     Mpz(const Mpz &) = delete;
     Mpz &operator=(const Mpz &) = delete;
 };
@@ -101,7 +195,7 @@ size_t byte_length(mpz_srcptr v) {
 // Runs body, which returns a new handle; any exception gives NULL and
 // whatever body had built is released by its holders.
 template <class F> TEVRA_BigInteger *produce(F &&body) noexcept {
-    return tevra::guarded<TEVRA_BigInteger *>(nullptr, [&] { return body().release(); });
+    return gmp_guarded<TEVRA_BigInteger *>(nullptr, [&] { return body().release(); });
 }
 
 TEVRA_BigInteger *unary(const TEVRA_BigInteger *a, void (*op)(mpz_ptr, mpz_srcptr)) noexcept {
@@ -132,9 +226,10 @@ TEVRA_BigInteger *binary_mod(const TEVRA_BigInteger *a, const TEVRA_BigInteger *
     if (a == nullptr || b == nullptr || m == nullptr || mpz_sgn(m->value) == 0)
         return nullptr;
     return produce([&] {
+        Mpz t;
+        op(t.v, a->value, b->value);
         Handle r = new_handle(__LINE__);
-        op(r->value, a->value, b->value);
-        mpz_mod(r->value, r->value, m->value);
+        mpz_mod(r->value, t.v, m->value);
         return r;
     });
 }
@@ -153,14 +248,17 @@ TEVRA_BigInteger *from_bytes(const unsigned char *data, long length, bool twos) 
     }
     return produce([&] {
         Handle r = new_handle(__LINE__);
-        if (length > 0) {
+        if (length == 0)
+            return r;
+        if (!twos || (data[0] & 0x80) == 0) {
             mpz_import(r->value, static_cast<size_t>(length), 1, 1, 1, 0, data);
-            if (twos && (data[0] & 0x80) != 0) {
-                Mpz range;
-                mpz_setbit(range.v, static_cast<mp_bitcnt_t>(length) * 8);
-                mpz_sub(r->value, r->value, range.v);
-            }
+            return r;
         }
+        // A set top bit stands for minus 2^(8 * length).
+        Mpz bits, range;
+        mpz_import(bits.v, static_cast<size_t>(length), 1, 1, 1, 0, data);
+        mpz_setbit(range.v, static_cast<mp_bitcnt_t>(length) * 8);
+        mpz_sub(r->value, bits.v, range.v);
         return r;
     });
 }
@@ -234,12 +332,12 @@ bool probably_prime(mpz_srcptr v, int rounds) {
 bool small_prime_form_exists(size_t bits, unsigned int flags) {
     const bool safe = (flags & TEVRA_BIGINTEGER_PRIME_SAFE) != 0;
     const bool two_top = (flags & TEVRA_BIGINTEGER_PRIME_TWO_TOP) != 0;
-    Mpz p, q;
     for (unsigned long v = 1ul << (bits - 1); v < (1ul << bits); ++v) {
         if ((v & 1) == 0 || (safe && (v & 2) == 0))
             continue;
         if (two_top && bits >= 2 && (v & (1ul << (bits - 2))) == 0)
             continue;
+        Mpz p, q;
         mpz_set_ui(p.v, v);
         mpz_set_ui(q.v, v >> 1);
         if (probably_prime(p.v, kFullRounds) && (!safe || probably_prime(q.v, kFullRounds)))
@@ -259,8 +357,6 @@ TEVRA_BigInteger *generate_prime(TEVRA_BigIntegerRandom random, void *ctx, size_
     if (!buf)
         return nullptr;
     unsigned char *b = buf.get();
-    Handle p = new_handle(__LINE__);
-    Mpz q;
     for (;;) {
         if (random(ctx, b, static_cast<long>(size)) != 1)
             return nullptr;
@@ -272,12 +368,14 @@ TEVRA_BigInteger *generate_prime(TEVRA_BigIntegerRandom random, void *ctx, size_
         set_buffer_bit(b, size, 0);
         if (safe)
             set_buffer_bit(b, size, 1);
+        Handle p = new_handle(__LINE__);
         mpz_import(p->value, size, 1, 1, 1, 0, b);
         if (!probably_prime(p->value, rounds))
             continue;
         if (!safe)
             return p.release();
         // p is odd, so (p - 1) / 2 is p shifted right by one.
+        Mpz q;
         mpz_tdiv_q_2exp(q.v, p->value, 1);
         if (probably_prime(q.v, rounds))
             return p.release();
@@ -332,14 +430,14 @@ TEVRA_API void tevra_biginteger_free(TEVRA_BigInteger *n) {
 TEVRA_API TEVRA_DataBlob *tevra_biginteger_getdata(const TEVRA_BigInteger *n) {
     if (n == nullptr)
         return nullptr;
-    return tevra::guarded<TEVRA_DataBlob *>(nullptr, [&] { return encode_twos(n->value); });
+    return gmp_guarded<TEVRA_DataBlob *>(nullptr, [&] { return encode_twos(n->value); });
 }
 
 TEVRA_API int tevra_biginteger_unsigned_tonbuf(const TEVRA_BigInteger *n, long width,
                                                unsigned char *out) {
     if (n == nullptr || width < 1 || out == nullptr || mpz_sgn(n->value) < 0)
         return 0;
-    return tevra::guarded(
+    return gmp_guarded(
         0, [&] { return magnitude_tonbuf(n->value, static_cast<size_t>(width), out) ? 1 : 0; });
 }
 
@@ -347,7 +445,7 @@ TEVRA_API int tevra_biginteger_unsigned_todec(const TEVRA_BigInteger *n, char **
                                               long *length) {
     if (n == nullptr || text == nullptr || mpz_sgn(n->value) < 0)
         return 0;
-    return tevra::guarded(0, [&] {
+    return gmp_guarded(0, [&] {
         // sizeinbase may overstate by one digit; the terminator needs one more.
         long size = static_cast<long>(mpz_sizeinbase(n->value, 10)) + 2;
         tevra::Owned<char> buf = tevra::alloc_buffer<char>(size, kFile, __LINE__);
@@ -433,10 +531,13 @@ TEVRA_API TEVRA_BigInteger *tevra_biginteger_expmod(const TEVRA_BigInteger *a,
     if (a == nullptr || e == nullptr || m == nullptr || mpz_sgn(m->value) == 0)
         return nullptr;
     return produce([&] {
-        Handle r = new_handle(__LINE__);
         // GMP traps when a negative exponent meets a non-invertible base.
-        if (mpz_sgn(e->value) < 0 && mpz_invert(r->value, a->value, m->value) == 0)
-            return Handle();
+        if (mpz_sgn(e->value) < 0) {
+            Mpz inverse;
+            if (mpz_invert(inverse.v, a->value, m->value) == 0)
+                return Handle();
+        }
+        Handle r = new_handle(__LINE__);
         mpz_powm(r->value, a->value, e->value, m->value);
         return r;
     });
@@ -505,13 +606,13 @@ TEVRA_API TEVRA_BigInteger *tevra_biginteger_neg(const TEVRA_BigInteger *a) {
 TEVRA_API int tevra_biginteger_isprime(const TEVRA_BigInteger *n) {
     if (n == nullptr)
         return 0;
-    return tevra::guarded(0, [&] { return probably_prime(n->value, kFullRounds) ? 1 : 0; });
+    return gmp_guarded(0, [&] { return probably_prime(n->value, kFullRounds) ? 1 : 0; });
 }
 
 TEVRA_API int tevra_biginteger_isprime_fasttest(const TEVRA_BigInteger *n) {
     if (n == nullptr)
         return 0;
-    return tevra::guarded(
+    return gmp_guarded(
         0, [&] { return probably_prime(n->value, table_rounds(bit_length(n->value))) ? 1 : 0; });
 }
 
@@ -533,7 +634,7 @@ TEVRA_API int tevra_biginteger_setbit(TEVRA_BigInteger *n, long i) {
     if (n == nullptr || i < 0)
         return 0;
     // A failed reallocation throws before GMP touches the operand.
-    return tevra::guarded(0, [&] {
+    return gmp_guarded(0, [&] {
         mpz_setbit(n->value, static_cast<mp_bitcnt_t>(i));
         return 1;
     });
@@ -542,7 +643,7 @@ TEVRA_API int tevra_biginteger_setbit(TEVRA_BigInteger *n, long i) {
 TEVRA_API int tevra_biginteger_clearbit(TEVRA_BigInteger *n, long i) {
     if (n == nullptr || i < 0)
         return 0;
-    return tevra::guarded(0, [&] {
+    return gmp_guarded(0, [&] {
         mpz_clrbit(n->value, static_cast<mp_bitcnt_t>(i));
         return 1;
     });
@@ -552,7 +653,7 @@ TEVRA_API TEVRA_BigInteger *tevra_biginteger_newprime(TEVRA_BigIntegerRandom ran
                                                       long bits, unsigned int flags) {
     if (random == nullptr || bits < 2)
         return nullptr;
-    return tevra::guarded<TEVRA_BigInteger *>(nullptr, [&]() -> TEVRA_BigInteger * {
+    return gmp_guarded<TEVRA_BigInteger *>(nullptr, [&]() -> TEVRA_BigInteger * {
         size_t nbits = static_cast<size_t>(bits);
         if (nbits <= 8 && !small_prime_form_exists(nbits, flags))
             return nullptr;
