@@ -127,7 +127,8 @@ int mem_read(TEVRA_Stream *stream, void *buffer, long n, long *count, TEVRA_ErrC
 
 // Stores n bytes at the write position, which the caller made room for.
 int put_bytes(MemStreamState *m, const void *bytes, long n, long *count) {
-    copy_bytes(m->data + m->write_pos, bytes, n);
+    // The bytes may come from this very buffer (a stream copied into itself).
+    std::memmove(m->data + m->write_pos, bytes, static_cast<size_t>(n));
     m->write_pos += n;
     if (m->length < m->write_pos)
         m->length = m->write_pos;
@@ -180,10 +181,12 @@ int mem_write(TEVRA_Stream *stream, const void *bytes, long n, long *count, TEVR
         if (buffer == nullptr)
             return report(ctx, kFile, __LINE__, TEVRA_ERR_OUT_OF_MEMORY);
         copy_bytes(buffer, m->data, m->write_pos);
-        tevra_free(m->data);
+        unsigned char *old = m->data;
         m->data = buffer;
         m->capacity = capacity;
-        return put_bytes(m, bytes, n, count);
+        put_bytes(m, bytes, n, count);
+        tevra_free(old); // only now: the bytes may have come from it
+        return 1;
     }
 
     // Queue mode. A write position behind the read position cannot be
@@ -199,9 +202,12 @@ int mem_write(TEVRA_Stream *stream, const void *bytes, long n, long *count, TEVR
         if (buffer == nullptr)
             return report(ctx, kFile, __LINE__, TEVRA_ERR_OUT_OF_MEMORY);
         compact_into(m, buffer);
-        tevra_free(m->data);
+        unsigned char *old = m->data;
         m->data = buffer;
         m->capacity = capacity;
+        put_bytes(m, bytes, n, count);
+        tevra_free(old);
+        return 1;
     }
     return put_bytes(m, bytes, n, count);
 }

@@ -188,6 +188,15 @@ TEST_F(Stream, WriteFromMemoryCopiesEverythingWhateverThePosition) {
     EXPECT_EQ(contents(dst), data);
     EXPECT_EQ(entries(), 0);
 
+    // Copying a stream into itself, with the buffer growing under the copy.
+    TEVRA_Stream *self = tevra_stream_new_mem(8, &ctx);
+    ASSERT_EQ(write(self, "abcdefgh"), 1);
+    long four = 4;
+    ASSERT_EQ(tevra_stream_ctrl(self, TEVRA_STREAM_CTRL_SET_POS, &four, &ctx), 1);
+    EXPECT_EQ(tevra_stream_writefromstream(self, self, &total, &ctx), 1);
+    EXPECT_EQ(contents(self), "abcdabcdefgh");
+    tevra_stream_free(self);
+
     EXPECT_EQ(tevra_stream_writefromstream(nullptr, src, &total, &ctx), 0);
     EXPECT_EQ(code(), 0x10002u);
     TEVRA_Stream *ro = tevra_stream_new_romem("x", 1, 1, &ctx);
