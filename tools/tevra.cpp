@@ -11,6 +11,7 @@ namespace {
 // Every subcommand, in the order --help lists them.
 const cli::Command kCommands[] = {
     {"version", "print the library's version banner", cli::cmd_version},
+    {"bigint", "generate a random prime or evaluate big-integer arithmetic", cli::cmd_bigint},
 };
 
 int print_help(FILE *out) {

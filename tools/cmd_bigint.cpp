@@ -1,0 +1,241 @@
+// tevra bigint: random primes and one-shot big-integer arithmetic.
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/random.h>
+#include <unistd.h>
+
+#include "TEVRA_BigInteger.h"
+#include "cli.h"
+
+namespace cli {
+
+namespace {
+
+const char kUsage[] =
+    "usage: tevra bigint prime --bits N [--safe] [--two-top-bits] [--fast]\n"
+    "       tevra bigint eval OP A B [M]\n"
+    "\n"
+    "prime  prints a random prime of exactly N bits (2 to 65536) drawn from the\n"
+    "       system's random source. --safe: (p - 1) / 2 is prime too; --two-top-bits:\n"
+    "       the two highest bits are set; --fast: fewer test rounds.\n"
+    "eval   applies OP to A and B and prints the result in decimal and hex.\n"
+    "       OP is add, sub, mul, div (truncating quotient), mod, gcd, lcm,\n"
+    "       powmod (A^B mod M) or invmod (inverse of A modulo B).\n"
+    "       Numbers are decimal or 0x-prefixed hex, optionally negative.\n";
+
+constexpr long kMaxPrimeBits = 65536;
+
+struct BigDeleter {
+    void operator()(TEVRA_BigInteger *n) const { tevra_biginteger_free(n); }
+};
+using Big = std::unique_ptr<TEVRA_BigInteger, BigDeleter>;
+
+int hex_digit(char c) {
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    return -1;
+}
+
+// Parses "[-]DIGITS" or "[-]0xHEXDIGITS"; NULL for anything else.
+Big parse_number(const std::string &text) {
+    size_t i = 0;
+    bool negative = !text.empty() && text[0] == '-';
+    if (negative)
+        i = 1;
+    if (text.compare(i, 2, "0x") == 0 || text.compare(i, 2, "0X") == 0) {
+        std::string digits = text.substr(i + 2);
+        if (digits.empty())
+            return Big();
+        if (digits.size() % 2 != 0)
+            digits.insert(0, 1, '0');
+        std::vector<unsigned char> bytes;
+        for (size_t k = 0; k < digits.size(); k += 2) {
+            int hi = hex_digit(digits[k]), lo = hex_digit(digits[k + 1]);
+            if (hi < 0 || lo < 0)
+                return Big();
+            bytes.push_back(static_cast<unsigned char>(hi * 16 + lo));
+        }
+        Big n(tevra_biginteger_newunsigneddata(bytes.data(), static_cast<long>(bytes.size())));
+        return negative && n ? Big(tevra_biginteger_neg(n.get())) : std::move(n);
+    }
+    if (i == text.size())
+        return Big();
+    for (size_t k = i; k < text.size(); ++k)
+        if (text[k] < '0' || text[k] > '9')
+            return Big();
+    return Big(tevra_biginteger_newdec(text.c_str()));
+}
+
+// Decimal and hex lines for n; false when the library fails.
+bool print_number(const TEVRA_BigInteger *n) {
+    bool negative = tevra_biginteger_getsign(n) < 0;
+    Big magnitude(negative ? tevra_biginteger_neg(n) : tevra_biginteger_dup(n));
+    char *dec = nullptr;
+    if (!magnitude || tevra_biginteger_unsigned_todec(magnitude.get(), &dec, nullptr) != 1)
+        return false;
+    std::string decimal = dec;
+    tevra_free(dec);
+
+    long width = (tevra_biginteger_getbitcount(magnitude.get()) + 7) / 8;
+    if (width == 0)
+        width = 1;
+    std::vector<unsigned char> bytes(static_cast<size_t>(width));
+    if (tevra_biginteger_unsigned_tonbuf(magnitude.get(), width, bytes.data()) != 1)
+        return false;
+    static const char digits[] = "0123456789abcdef";
+    std::string hex;
+    for (unsigned char b : bytes) {
+        hex += digits[b >> 4];
+        hex += digits[b & 15];
+    }
+    size_t first = hex.find_first_not_of('0');
+    hex = first == std::string::npos ? "0" : hex.substr(first);
+
+    const char *sign = negative ? "-" : "";
+    std::printf("%s%s\n%s0x%s\n", sign, decimal.c_str(), sign, hex.c_str());
+    return std::fflush(stdout) == 0;
+}
+
+// Fills buf from the kernel's random source; 1 on success.
+int system_random(void *, unsigned char *buf, long len) {
+    long done = 0;
+    while (done < len) {
+        ssize_t got = getrandom(buf + done, static_cast<size_t>(len - done), 0);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            break;
+        done += got;
+    }
+    if (done == len)
+        return 1;
+    // Older kernels lack getrandom; the device gives the same bytes.
+    int fd = open("/dev/urandom", O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return 0;
+    while (done < len) {
+        ssize_t got = read(fd, buf + done, static_cast<size_t>(len - done));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            break;
+        done += got;
+    }
+    close(fd);
+    return done == len ? 1 : 0;
+}
+
+int run_prime(const std::vector<std::string> &args) {
+    long bits = 0;
+    bool have_bits = false;
+    unsigned int flags = 0;
+    for (size_t i = 1; i < args.size(); ++i) {
+        const std::string &a = args[i];
+        if (a == "--safe") {
+            flags |= TEVRA_BIGINTEGER_PRIME_SAFE;
+        } else if (a == "--two-top-bits") {
+            flags |= TEVRA_BIGINTEGER_PRIME_TWO_TOP;
+        } else if (a == "--fast") {
+            flags |= TEVRA_BIGINTEGER_PRIME_FASTTEST;
+        } else if (a == "--bits") {
+            if (i + 1 == args.size())
+                return fail("--bits needs a value");
+            const std::string &v = args[++i];
+            if (v.empty() || v.size() > 6 || v.find_first_not_of("0123456789") != std::string::npos)
+                return fail("--bits must be a number from 2 to 65536, not '" + v + "'");
+            bits = std::stol(v);
+            have_bits = true;
+        } else {
+            return fail("bigint prime: unknown option '" + a + "'");
+        }
+    }
+    if (!have_bits)
+        return fail("bigint prime needs --bits N");
+    if (bits < 2 || bits > kMaxPrimeBits)
+        return fail("--bits must be a number from 2 to 65536, not '" + std::to_string(bits) + "'");
+    Big p(tevra_biginteger_newprime(system_random, nullptr, bits, flags));
+    if (!p)
+        return fail("no prime of " + std::to_string(bits) + " bits with these options");
+    return print_number(p.get()) ? 0 : fail("cannot print the result");
+}
+
+int run_eval(const std::vector<std::string> &args) {
+    if (args.size() < 2)
+        return fail("bigint eval needs OP A B [M]");
+    const std::string &op = args[1];
+    const bool ternary = op == "powmod";
+    static const char *const kBinary[] = {"add", "sub", "mul", "div",
+                                          "mod", "gcd", "lcm", "invmod"};
+    bool known = ternary;
+    for (const char *name : kBinary)
+        known = known || op == name;
+    if (!known)
+        return fail("bigint eval: unknown operation '" + op + "'");
+    size_t want = ternary ? 5 : 4;
+    if (args.size() != want)
+        return fail("bigint eval " + op + " takes " + (ternary ? "three" : "two") + " numbers");
+
+    std::vector<Big> v;
+    for (size_t i = 2; i < args.size(); ++i) {
+        v.push_back(parse_number(args[i]));
+        if (!v.back())
+            return fail("invalid number '" + args[i] + "'");
+    }
+    const TEVRA_BigInteger *a = v[0].get(), *b = v[1].get();
+    const bool divides = op == "div" || op == "mod" || op == "invmod";
+    if (divides && tevra_biginteger_getsign(b) == 0)
+        return fail(op == "div" ? "division by zero" : "modulus must not be zero");
+    if (ternary && tevra_biginteger_getsign(v[2].get()) == 0)
+        return fail("modulus must not be zero");
+
+    Big r;
+    if (op == "add")
+        r.reset(tevra_biginteger_add(a, b));
+    else if (op == "sub")
+        r.reset(tevra_biginteger_sub(a, b));
+    else if (op == "mul")
+        r.reset(tevra_biginteger_mul(a, b));
+    else if (op == "div")
+        r.reset(tevra_biginteger_div(a, b, nullptr));
+    else if (op == "mod")
+        r.reset(tevra_biginteger_mod(a, b));
+    else if (op == "gcd")
+        r.reset(tevra_biginteger_gcd(a, b));
+    else if (op == "lcm")
+        r.reset(tevra_biginteger_lcm(a, b));
+    else if (op == "invmod")
+        r.reset(tevra_biginteger_invmod(a, b));
+    else
+        r.reset(tevra_biginteger_expmod(a, b, v[2].get()));
+    if (!r) {
+        if (op == "invmod" || op == "powmod")
+            return fail("no inverse: the base and the modulus are not coprime");
+        return fail("out of memory");
+    }
+    return print_number(r.get()) ? 0 : fail("cannot print the result");
+}
+
+} // namespace
+
+int cmd_bigint(const std::vector<std::string> &args) {
+    if (wants_help(args))
+        return usage(kUsage);
+    if (args.empty())
+        return fail("bigint needs a subcommand: prime or eval (see 'tevra bigint --help')");
+    if (args[0] == "prime")
+        return run_prime(args);
+    if (args[0] == "eval")
+        return run_eval(args);
+    return fail("bigint: unknown subcommand '" + args[0] + "'");
+}
+
+} // namespace cli
