@@ -30,6 +30,46 @@ run_tevra(ARGS version --help EXPECT_RC 0)
 
 # --- streams ---
 # --- unicode strings ---
+run_tevra(ARGS convert --help EXPECT_RC 0)
+run_tevra(ARGS charset --help EXPECT_RC 0)
+run_tevra(ARGS convert --from UTF-8 ${EXAMPLES}/unicode.txt EXPECT_RC 1 EXPECT_ERR_MATCH "needs --from")
+run_tevra(ARGS convert --from UTF-8 --to UTF-8 ${EXAMPLES}/unicode.txt EXPECT_RC 0
+  EXPECT_OUT "Grüße, 世界! 😀\n")
+run_tevra(ARGS convert --from iso-8859-1 --to utf-8 ${EXAMPLES}/latin1.txt EXPECT_RC 0
+  EXPECT_OUT "Grüße, café\n")
+run_tevra(ARGS convert --from ISO-8859-1 --to UTF-8 INPUT ${EXAMPLES}/latin1.txt EXPECT_RC 0
+  EXPECT_OUT "Grüße, café\n")
+run_tevra(ARGS convert --from UTF-8 --to ISO-8859-1 ${EXAMPLES}/unicode.txt EXPECT_RC 1
+  EXPECT_ERR_MATCH "^tevra: [^\n]*byte offset 9\n$")
+run_tevra(ARGS convert --from UTF-8 --to UTF-16LE ${EXAMPLES}/latin1.txt EXPECT_RC 1
+  EXPECT_ERR_MATCH "^tevra: [^\n]*byte offset 2\n$")
+run_tevra(ARGS convert --from UTF-8 --to ASCII ${EXAMPLES}/unicode.txt EXPECT_RC 1
+  EXPECT_ERR_MATCH "byte offset 2")
+run_tevra(ARGS convert --from NO-SUCH-SET --to UTF-8 ${EXAMPLES}/latin1.txt EXPECT_RC 1
+  EXPECT_ERR_MATCH "unknown character set .NO-SUCH-SET.")
+# Round trips through the wide encodings reproduce the file byte for byte.
+foreach(wide UTF-16LE UTF-16BE UTF-32LE UTF-32BE GB18030)
+  execute_process(COMMAND ${TEVRA} convert --from UTF-8 --to ${wide} ${EXAMPLES}/unicode.txt
+    OUTPUT_FILE unicode.${wide} RESULT_VARIABLE rc1)
+  execute_process(COMMAND ${TEVRA} convert --from ${wide} --to UTF-8 unicode.${wide}
+    OUTPUT_FILE unicode.${wide}.back RESULT_VARIABLE rc2)
+  file(READ ${EXAMPLES}/unicode.txt want HEX)
+  file(READ unicode.${wide}.back got HEX)
+  if(NOT rc1 EQUAL 0 OR NOT rc2 EQUAL 0 OR NOT got STREQUAL want)
+    message(SEND_ERROR "round trip through ${wide} failed (${rc1}, ${rc2})")
+  endif()
+  file(REMOVE unicode.${wide} unicode.${wide}.back)
+endforeach()
+set(ENV{LC_ALL} "")
+set(ENV{LC_CTYPE} "")
+set(ENV{LANG} "de_DE.UTF-8@euro")
+run_tevra(ARGS charset EXPECT_RC 0 EXPECT_OUT "UTF-8\n")
+set(ENV{LANG} "zh_hk")
+run_tevra(ARGS charset EXPECT_RC 0 EXPECT_OUT "BIG5\n")
+set(ENV{LANG} "fr_FR")
+run_tevra(ARGS charset EXPECT_RC 1 EXPECT_ERR_MATCH "names no character set")
+unset(ENV{LANG})
+run_tevra(ARGS charset extra EXPECT_RC 1)
 # --- big integers ---
 run_tevra(ARGS bigint --help EXPECT_RC 0)
 run_tevra(ARGS bigint eval add 2 3 EXPECT_RC 0 EXPECT_OUT "5\n0x5\n")

@@ -11,6 +11,8 @@ namespace {
 // Every subcommand, in the order --help lists them.
 const cli::Command kCommands[] = {
     {"version", "print the library's version banner", cli::cmd_version},
+    {"convert", "re-encode text from one character set to another", cli::cmd_convert},
+    {"charset", "print the character set of the locale environment", cli::cmd_charset},
     {"bigint", "generate a random prime or evaluate big-integer arithmetic", cli::cmd_bigint},
 };
 
