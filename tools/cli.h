@@ -32,6 +32,9 @@ bool write_output(const void *data, size_t length);
 
 // Subcommand entry points.
 int cmd_version(const std::vector<std::string> &args);
+int cmd_base64(const std::vector<std::string> &args);
+int cmd_hex(const std::vector<std::string> &args);
+int cmd_pem(const std::vector<std::string> &args);
 int cmd_convert(const std::vector<std::string> &args);
 int cmd_charset(const std::vector<std::string> &args);
 int cmd_bigint(const std::vector<std::string> &args);

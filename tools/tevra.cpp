@@ -11,6 +11,9 @@ namespace {
 // Every subcommand, in the order --help lists them.
 const cli::Command kCommands[] = {
     {"version", "print the library's version banner", cli::cmd_version},
+    {"base64", "encode or decode Base64", cli::cmd_base64},
+    {"hex", "encode or decode hexadecimal text", cli::cmd_hex},
+    {"pem", "wrap bytes in a PEM block or unwrap one", cli::cmd_pem},
     {"convert", "re-encode text from one character set to another", cli::cmd_convert},
     {"charset", "print the character set of the locale environment", cli::cmd_charset},
     {"bigint", "generate a random prime or evaluate big-integer arithmetic", cli::cmd_bigint},
