@@ -9,6 +9,10 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
+#if defined(__SSE2__) && (defined(__x86_64__) || defined(__i386__))
+#include <tmmintrin.h>
+#define TEVRA_SSSE3_BLOCKS 1
+#endif
 
 #include "TEVRA_UString.h"
 #include "TEVRA_UString_Internal.h"
@@ -145,17 +149,25 @@ void measure_utf8(const unsigned char *p, long n, long &chars, long &four_byte_l
     four_byte_leads = four;
 }
 
+// Four input bytes as a little-endian word (one load on common hosts).
+inline std::uint32_t load_le32(const unsigned char *p) {
+    return static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
+           static_cast<std::uint32_t>(p[2]) << 16 | static_cast<std::uint32_t>(p[3]) << 24;
+}
+
 // Decodes and validates n bytes into out, which has room for every unit
 // measure_utf8 counted plus kDecodeSlack. Returns the units written, or -1
 // when the input is not well-formed UTF-8.
 long decode_utf8(const unsigned char *p, long n, unsigned short *out) {
     const unsigned char *end = p + n;
     unsigned short *o = out;
-    while (p < end) {
-        unsigned int b = *p;
-        if (b < 0x80) {
+    // While four bytes are left, a whole sequence (lead and continuation
+    // bytes) is recognised with one mask test on a word.
+    while (end - p >= 4) {
+        std::uint32_t w = load_le32(p);
+        if ((w & 0x80) == 0) {
 #if defined(__SSE2__)
-            if (end - p >= 16) {
+            if (end - p >= 16 && (w & 0x8000) == 0) {
                 const __m128i zero = _mm_setzero_si128();
                 do {
                     __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
@@ -176,40 +188,23 @@ long decode_utf8(const unsigned char *p, long n, unsigned short *out) {
                 continue;
             }
 #endif
-            *o++ = static_cast<unsigned short>(b);
+            *o++ = static_cast<unsigned short>(w & 0x7F);
             ++p;
-            continue;
-        }
-        if ((b & 0xE0) == 0xC0) {
-            if (end - p < 2)
-                return -1;
-            unsigned int c1 = p[1];
-            if ((c1 & 0xC0) != 0x80)
-                return -1;
-            unsigned int v = ((b & 0x1F) << 6) | (c1 & 0x3F);
-            if (v < 0x80)
-                return -1;
-            *o++ = static_cast<unsigned short>(v);
-            p += 2;
-        } else if ((b & 0xF0) == 0xE0) {
-            if (end - p < 3)
-                return -1;
-            unsigned int c1 = p[1], c2 = p[2];
-            if (((c1 ^ 0x80) | (c2 ^ 0x80)) & 0xC0)
-                return -1;
-            unsigned int v = ((b & 0x0F) << 12) | ((c1 & 0x3F) << 6) | (c2 & 0x3F);
+        } else if ((w & 0xC0C0F0) == 0x8080E0) {
+            std::uint32_t v = ((w & 0x0F) << 12) | ((w >> 2) & 0xFC0) | ((w >> 16) & 0x3F);
             if (v < 0x800 || is_surrogate(v))
                 return -1;
             *o++ = static_cast<unsigned short>(v);
             p += 3;
-        } else if ((b & 0xF8) == 0xF0) {
-            if (end - p < 4)
-                return -1;
-            unsigned int c1 = p[1], c2 = p[2], c3 = p[3];
-            if (((c1 ^ 0x80) | (c2 ^ 0x80) | (c3 ^ 0x80)) & 0xC0)
-                return -1;
-            unsigned int v =
-                ((b & 0x07) << 18) | ((c1 & 0x3F) << 12) | ((c2 & 0x3F) << 6) | (c3 & 0x3F);
+        } else if ((w & 0xC0E0) == 0x80C0) {
+            std::uint32_t v = ((w & 0x1F) << 6) | ((w >> 8) & 0x3F);
+            if (v < 0x80)
+                return -1; // overlong: C0 and C1 leads
+            *o++ = static_cast<unsigned short>(v);
+            p += 2;
+        } else if ((w & 0xC0C0C0F8) == 0x808080F0) {
+            std::uint32_t v = ((w & 0x07) << 18) | ((w << 4) & 0x3F000) | ((w >> 10) & 0xFC0) |
+                              ((w >> 24) & 0x3F);
             if (v < 0x10000 || v > 0x10FFFF)
                 return -1;
             v -= 0x10000;
@@ -218,7 +213,33 @@ long decode_utf8(const unsigned char *p, long n, unsigned short *out) {
             o += 2;
             p += 4;
         } else {
-            return -1; // stray continuation byte or F8..FF
+            return -1; // stray continuation, F8..FF, or a missing continuation
+        }
+    }
+    // The last few bytes, one test at a time; sequences cut short reject.
+    while (p < end) {
+        unsigned int b = *p;
+        if (b < 0x80) {
+            *o++ = static_cast<unsigned short>(b);
+            ++p;
+        } else if ((b & 0xE0) == 0xC0) {
+            if (end - p < 2 || (p[1] & 0xC0) != 0x80)
+                return -1;
+            unsigned int v = ((b & 0x1F) << 6) | (p[1] & 0x3F);
+            if (v < 0x80)
+                return -1;
+            *o++ = static_cast<unsigned short>(v);
+            p += 2;
+        } else if ((b & 0xF0) == 0xE0) {
+            if (end - p < 3 || (((p[1] ^ 0x80) | (p[2] ^ 0x80)) & 0xC0) != 0)
+                return -1;
+            unsigned int v = ((b & 0x0F) << 12) | ((p[1] & 0x3F) << 6) | (p[2] & 0x3F);
+            if (v < 0x800 || is_surrogate(v))
+                return -1;
+            *o++ = static_cast<unsigned short>(v);
+            p += 3;
+        } else {
+            return -1; // a four-byte sequence needs four bytes; anything else is invalid
         }
     }
     return o - out;
@@ -261,18 +282,90 @@ long measure_utf16_as_utf8(const unsigned short *u, long n) {
     return total;
 }
 
-// Encodes n well-formed units into out (sized by measure_utf16_as_utf8).
-// Returns the bytes written, or -1 on a lone or reversed surrogate.
+// Stores the low bytes of w, lowest first; writes four bytes whatever
+// count the caller advances by.
+inline void store_le32(unsigned char *o, std::uint32_t w) {
+    o[0] = static_cast<unsigned char>(w);
+    o[1] = static_cast<unsigned char>(w >> 8);
+    o[2] = static_cast<unsigned char>(w >> 16);
+    o[3] = static_cast<unsigned char>(w >> 24);
+}
+
+#if defined(TEVRA_SSSE3_BLOCKS)
+// Blocks of eight three-byte characters are encoded with byte shuffles when
+// the processor has them; the check runs once.
+bool have_ssse3() {
+#if defined(__SSSE3__)
+    return true;
+#else
+    static const bool yes = (__builtin_cpu_init(), __builtin_cpu_supports("ssse3") != 0);
+    return yes;
+#endif
+}
+
+// Encodes runs of eight units that all need three bytes (800..FFFF, no
+// surrogate) as 24 bytes each. Returns the units consumed.
+__attribute__((target("ssse3"))) long encode_three_byte_blocks(const unsigned short *u, long n,
+                                                               unsigned char *o) {
+    const __m128i lim = _mm_set1_epi16(0x7FF);
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i smask = _mm_set1_epi16(static_cast<short>(0xF800));
+    const __m128i sval = _mm_set1_epi16(static_cast<short>(0xD800));
+    const __m128i low6 = _mm_set1_epi16(0x3F);
+    const __m128i cont = _mm_set1_epi16(0x80);
+    const __m128i lead = _mm_set1_epi16(0xE0);
+    // Output byte 3k comes from the lead bytes (lo[k]), 3k+1 from the middle
+    // bytes (lo[8+k]) and 3k+2 from the last bytes (hi[k]).
+    const __m128i take_lo0 = _mm_setr_epi8(0, 8, -1, 1, 9, -1, 2, 10, -1, 3, 11, -1, 4, 12, -1, 5);
+    const __m128i take_hi0 =
+        _mm_setr_epi8(-1, -1, 0, -1, -1, 1, -1, -1, 2, -1, -1, 3, -1, -1, 4, -1);
+    const __m128i take_lo1 =
+        _mm_setr_epi8(13, -1, 6, 14, -1, 7, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+    const __m128i take_hi1 =
+        _mm_setr_epi8(-1, 5, -1, -1, 6, -1, -1, 7, -1, -1, -1, -1, -1, -1, -1, -1);
+    long i = 0;
+    while (n - i >= 8) {
+        __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(u + i));
+        __m128i below = _mm_cmpeq_epi16(_mm_subs_epu16(v, lim), zero);
+        __m128i sur = _mm_cmpeq_epi16(_mm_and_si128(v, smask), sval);
+        if (_mm_movemask_epi8(_mm_or_si128(below, sur)) != 0)
+            break;
+        __m128i b0 = _mm_or_si128(_mm_srli_epi16(v, 12), lead);
+        __m128i b1 = _mm_or_si128(_mm_and_si128(_mm_srli_epi16(v, 6), low6), cont);
+        __m128i b2 = _mm_or_si128(_mm_and_si128(v, low6), cont);
+        __m128i lo = _mm_packus_epi16(b0, b1);
+        __m128i hi = _mm_packus_epi16(b2, b2);
+        __m128i first =
+            _mm_or_si128(_mm_shuffle_epi8(lo, take_lo0), _mm_shuffle_epi8(hi, take_hi0));
+        __m128i second =
+            _mm_or_si128(_mm_shuffle_epi8(lo, take_lo1), _mm_shuffle_epi8(hi, take_hi1));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(o), first);
+        _mm_storel_epi64(reinterpret_cast<__m128i *>(o + 16), second);
+        i += 8;
+        o += 24;
+    }
+    return i;
+}
+#endif
+
+// Encodes n units into out, sized by measure_utf16_as_utf8 plus one byte
+// (three-byte forms are stored as a four-byte word; the spare byte is either
+// overwritten by the next character or the terminator). Returns the bytes
+// written, or -1 on a lone or reversed surrogate.
 long encode_utf8(const unsigned short *u, long n, unsigned char *out) {
     unsigned char *o = out;
     long i = 0;
+#if defined(TEVRA_SSSE3_BLOCKS)
+    long retry_blocks_at = 0;
+#endif
     while (i < n) {
-        unsigned int c = u[i];
+        std::uint32_t c = u[i];
         if (c < 0x80) {
 #if defined(__SSE2__)
             // Every unit takes at least one byte, so with 16 units left there
-            // are at least 16 bytes of room even if only some are ASCII.
-            if (n - i >= 16) {
+            // are at least 16 bytes of room even if only some are ASCII. A
+            // lone ASCII unit (a space between ideographs) skips the block.
+            if (n - i >= 16 && u[i + 1] < 0x80) {
                 const __m128i lim = _mm_set1_epi16(0x7F);
                 const __m128i zero = _mm_setzero_si128();
                 do {
@@ -302,19 +395,27 @@ long encode_utf8(const unsigned short *u, long n, unsigned char *out) {
             o += 2;
             ++i;
         } else if (!is_surrogate(c)) {
-            o[0] = static_cast<unsigned char>(0xE0 | (c >> 12));
-            o[1] = static_cast<unsigned char>(0x80 | ((c >> 6) & 0x3F));
-            o[2] = static_cast<unsigned char>(0x80 | (c & 0x3F));
+#if defined(TEVRA_SSSE3_BLOCKS)
+            // After a block that did not qualify, the next eight units go
+            // one at a time before blocks are tried again.
+            if (i >= retry_blocks_at && n - i >= 8 && have_ssse3()) {
+                long done = encode_three_byte_blocks(u + i, n - i, o);
+                i += done;
+                o += 3 * done;
+                retry_blocks_at = i + 8;
+                if (done > 0)
+                    continue;
+            }
+#endif
+            store_le32(o, 0x8080E0 | (c >> 12) | ((c << 2) & 0x3F00) | ((c & 0x3F) << 16));
             o += 3;
             ++i;
         } else {
             if (!is_high_surrogate(c) || i + 1 >= n || !is_low_surrogate(u[i + 1]))
                 return -1;
-            unsigned int v = (((c & 0x3FF) << 10) | (u[i + 1] & 0x3FF)) + 0x10000;
-            o[0] = static_cast<unsigned char>(0xF0 | (v >> 18));
-            o[1] = static_cast<unsigned char>(0x80 | ((v >> 12) & 0x3F));
-            o[2] = static_cast<unsigned char>(0x80 | ((v >> 6) & 0x3F));
-            o[3] = static_cast<unsigned char>(0x80 | (v & 0x3F));
+            std::uint32_t v = (((c & 0x3FF) << 10) | (u[i + 1] & 0x3FFu)) + 0x10000;
+            store_le32(o, 0x808080F0 | (v >> 18) | ((v >> 4) & 0x3F00) | ((v << 10) & 0x3F0000) |
+                              ((v & 0x3F) << 24));
             o += 4;
             i += 2;
         }
