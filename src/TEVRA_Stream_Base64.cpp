@@ -239,44 +239,96 @@ Base64StreamState *state_of(TEVRA_Stream *stream) {
     return static_cast<Base64StreamState *>(stream->data);
 }
 
+// Encodes n complete 3-byte groups; returns the position after the output.
+// Pointers are taken by value so that the character stores, which may alias
+// anything, do not force them to be reloaded.
+char *encode_run(const FastTables &fast, const unsigned char *in, long n, char *p) {
+    long g = 0;
+    // Two groups per step from one 8-byte load, while a third group keeps
+    // the load inside the input.
+    for (; g + 2 < n; g += 2) {
+        uint64_t x;
+        std::memcpy(&x, in, 8);
+        x = __builtin_bswap64(x);
+        uint32_t a = static_cast<uint32_t>(x >> 40);
+        uint32_t b = static_cast<uint32_t>(x >> 16) & 0xFFFFFFu;
+        char out[8];
+        std::memcpy(out, fast.pairs[a >> 12].data(), 2);
+        std::memcpy(out + 2, fast.pairs[a & 0xFFF].data(), 2);
+        std::memcpy(out + 4, fast.pairs[b >> 12].data(), 2);
+        std::memcpy(out + 6, fast.pairs[b & 0xFFF].data(), 2);
+        std::memcpy(p, out, 8);
+        p += 8;
+        in += 6;
+    }
+    for (; g < n; ++g) {
+        uint32_t v = static_cast<uint32_t>(in[0]) << 16 | static_cast<uint32_t>(in[1]) << 8 | in[2];
+        char quad[4];
+        std::memcpy(quad, fast.pairs[v >> 12].data(), 2);
+        std::memcpy(quad + 2, fast.pairs[v & 0xFFF].data(), 2);
+        std::memcpy(p, quad, 4);
+        p += 4;
+        in += 3;
+    }
+    return p;
+}
+
 // Encodes groups complete 3-byte groups of in into out, breaking lines as
 // the state says. Returns the number of characters written; out must hold
 // groups * 6 characters.
 long encode_groups(Base64StreamState *st, const unsigned char *in, long groups, char *out) {
     const FastTables &fast = st->encode_url ? kUrlFast : kStdFast;
+    if (st->encode_mode == 4)
+        return encode_run(fast, in, groups, out) - out;
     long eol_length;
     const char *eol = line_ending(st->encode_mode, &eol_length);
     char *p = out;
-    auto encode_run = [&](long n) {
-        for (long g = 0; g < n; ++g) {
-            uint32_t v =
-                static_cast<uint32_t>(in[0]) << 16 | static_cast<uint32_t>(in[1]) << 8 | in[2];
-            std::memcpy(p, fast.pairs[v >> 12].data(), 2);
-            std::memcpy(p + 2, fast.pairs[v & 0xFFF].data(), 2);
-            p += 4;
-            in += 3;
-        }
-    };
-    if (st->encode_mode == 4) {
-        encode_run(groups);
-        return p - out;
-    }
+    long column = st->column;
+    const long line_length = st->line_length;
     while (groups > 0) {
         // Groups until the column reaches the line length.
-        long room = (st->line_length - st->column + 3) / 4;
+        long room = (line_length - column + 3) / 4;
         if (room < 1)
             room = 1;
         long n = groups < room ? groups : room;
-        encode_run(n);
+        p = encode_run(fast, in, n, p);
+        in += 3 * n;
         groups -= n;
-        st->column += 4 * n;
-        if (st->column >= st->line_length) {
+        column += 4 * n;
+        if (column >= line_length) {
             std::memcpy(p, eol, static_cast<size_t>(eol_length));
             p += eol_length;
-            st->column = 0;
+            column = 0;
         }
     }
+    st->column = column;
     return p - out;
+}
+
+// When the next stream is a plain memory stream with room for the whole
+// text, the groups are encoded straight into its buffer, which is what
+// writing them through it would leave there, without the intermediate copy.
+// Returns the number of input bytes consumed (0 when the case does not apply).
+long encode_into_memory(TEVRA_Stream *next, Base64StreamState *st, const unsigned char *in,
+                        long n) {
+    using namespace tevra::detail;
+    MemStreamState *m = mem_state(next);
+    if (m == nullptr || m->data == nullptr ||
+        (m->flags & (MEM_FLAG_READONLY | MEM_FLAG_RWSPEC)) != 0 || m->write_pos < 0 ||
+        m->write_pos > m->capacity || n > std::numeric_limits<long>::max() / 2)
+        return 0;
+    long groups = n / 3;
+    long eol_length;
+    line_ending(st->encode_mode, &eol_length);
+    long most = 4 * groups + eol_length * ((st->column + 4 * groups) / st->line_length + 1);
+    if (groups == 0 || m->capacity - m->write_pos < most)
+        return 0;
+    long chars = encode_groups(st, in, groups, reinterpret_cast<char *>(m->data + m->write_pos));
+    m->write_pos += chars;
+    if (m->length < m->write_pos)
+        m->length = m->write_pos;
+    m->read_pos = m->write_pos;
+    return groups * 3;
 }
 
 int base64_write(TEVRA_Stream *stream, const void *data, long n, long *count, TEVRA_ErrCtx *ctx) {
@@ -297,19 +349,26 @@ int base64_write(TEVRA_Stream *stream, const void *data, long n, long *count, TE
     if (data == nullptr)
         return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
     const auto *in = static_cast<const unsigned char *>(data);
+    long done = 0;
+    if (st->pending_count == 0)
+        done = encode_into_memory(stream->next, st, in, n);
     unsigned char work[kChunk];
     char text[kChunk / 3 * 6];
-    long done = 0;
     while (done < n) {
         long pc = st->pending_count;
         long take = n - done < kChunk - pc ? n - done : kChunk - pc;
-        std::memcpy(work, st->pending, static_cast<size_t>(pc));
-        std::memcpy(work + pc, in + done, static_cast<size_t>(take));
+        // The work buffer is only needed to put pending bytes in front.
+        const unsigned char *source = in + done;
+        if (pc > 0) {
+            std::memcpy(work, st->pending, static_cast<size_t>(pc));
+            std::memcpy(work + pc, in + done, static_cast<size_t>(take));
+            source = work;
+        }
         long total = pc + take;
         long groups = total / 3;
         // The column only moves once the characters are accepted.
         long column = st->column;
-        long chars = encode_groups(st, work, groups, text);
+        long chars = encode_groups(st, source, groups, text);
         if (chars > 0) {
             int r = tevra_stream_writen(stream->next, text, chars, ctx);
             if (r != 1) {
@@ -318,7 +377,7 @@ int base64_write(TEVRA_Stream *stream, const void *data, long n, long *count, TE
             }
         }
         long rest = total - groups * 3;
-        std::memcpy(st->pending, work + groups * 3, static_cast<size_t>(rest));
+        std::memmove(st->pending, source + groups * 3, static_cast<size_t>(rest));
         st->pending_count = static_cast<int>(rest);
         st->has_pending = rest > 0;
         done += take;
@@ -493,7 +552,7 @@ int take_pending(Base64StreamState *st, TEVRA_DataBlob **blob_out, TEVRA_ErrCtx 
         produced = d.produced;
         final_group = true;
     }
-    TEVRA_DataBlob *blob = tevra_data_blob_new(decoded, produced);
+    TEVRA_DataBlob *blob = tevra_data_blob_new(produced > 0 ? decoded : st->carry, produced);
     if (blob == nullptr)
         return report(ctx, kFile, __LINE__, TEVRA_ERR_OUT_OF_MEMORY);
     if (final_group) {
@@ -609,8 +668,14 @@ TEVRA_API int tevra_base64encode(unsigned int flags, const unsigned char *data, 
     if (data == nullptr || text == nullptr || text_length == nullptr || length < 1 ||
         length > std::numeric_limits<long>::max() / 2)
         return 0;
+    // Room for the whole text, its line endings and the terminator, so the
+    // buffer never grows; no larger, so that big buffers stay cheap to get.
+    long chars = (length + 2) / 3 * 4;
+    long capacity = chars + 2 * (chars / 64 + 1) + 8;
+    if (capacity > 2 * length)
+        capacity = 2 * length;
     Chain chain;
-    TEVRA_Stream *mem = tevra_stream_new_mem(2 * length, nullptr);
+    TEVRA_Stream *mem = tevra_stream_new_mem(capacity, nullptr);
     if (mem == nullptr)
         return 0;
     chain.top = mem;

@@ -156,6 +156,29 @@ TEST_F(Base64Test, PiecewiseWritesMatchOneWrite) {
     tevra_stream_freeall(b64);
 }
 
+TEST_F(Base64Test, SameTextWhetherTheSinkHasRoomOrGrows) {
+    std::string data = random_bytes(4000, 9);
+    for (unsigned int flags : {2u, 3u, 4u, 1u | TEVRA_BASE64_URL_SAFE}) {
+        std::string texts[2];
+        for (int roomy = 0; roomy < 2; ++roomy) {
+            TEVRA_Stream *mem = tevra_stream_new_mem(roomy ? 1L << 16 : 8, &ctx);
+            ASSERT_EQ(write(mem, "head"), 1);
+            TEVRA_Stream *b64 = tevra_stream_new_base64(flags, 40, 2, &ctx);
+            ASSERT_EQ(tevra_stream_push(b64, mem), 1);
+            ASSERT_EQ(write(b64, data.substr(0, 1000)), 1);
+            ASSERT_EQ(write(b64, data.substr(1000)), 1);
+            ASSERT_EQ(tevra_stream_ctrl(b64, TEVRA_STREAM_CTRL_FLUSH, nullptr, &ctx), 1);
+            long position = -1;
+            ASSERT_EQ(tevra_stream_ctrl(mem, TEVRA_STREAM_CTRL_GET_POS, &position, &ctx), 1);
+            texts[roomy] = contents(mem);
+            EXPECT_EQ(position, static_cast<long>(texts[roomy].size()));
+            tevra_stream_freeall(b64);
+        }
+        EXPECT_EQ(texts[0], texts[1]) << flags;
+        EXPECT_EQ(texts[0].substr(0, 4), "head");
+    }
+}
+
 // ---- Decoding ----
 
 TEST_F(Base64Test, SkipRulesOfTheDecodeModes) {
