@@ -291,81 +291,21 @@ inline void store_le32(unsigned char *o, std::uint32_t w) {
     o[3] = static_cast<unsigned char>(w >> 24);
 }
 
-#if defined(TEVRA_SSSE3_BLOCKS)
-// Blocks of eight three-byte characters are encoded with byte shuffles when
-// the processor has them; the check runs once.
-bool have_ssse3() {
-#if defined(__SSSE3__)
-    return true;
-#else
-    static const bool yes = (__builtin_cpu_init(), __builtin_cpu_supports("ssse3") != 0);
-    return yes;
-#endif
-}
-
-// Encodes runs of eight units that all need three bytes (800..FFFF, no
-// surrogate) as 24 bytes each. Returns the units consumed.
-__attribute__((target("ssse3"))) long encode_three_byte_blocks(const unsigned short *u, long n,
-                                                               unsigned char *o) {
-    const __m128i lim = _mm_set1_epi16(0x7FF);
-    const __m128i zero = _mm_setzero_si128();
-    const __m128i smask = _mm_set1_epi16(static_cast<short>(0xF800));
-    const __m128i sval = _mm_set1_epi16(static_cast<short>(0xD800));
-    const __m128i low6 = _mm_set1_epi16(0x3F);
-    const __m128i cont = _mm_set1_epi16(0x80);
-    const __m128i lead = _mm_set1_epi16(0xE0);
-    // Output byte 3k comes from the lead bytes (lo[k]), 3k+1 from the middle
-    // bytes (lo[8+k]) and 3k+2 from the last bytes (hi[k]).
-    const __m128i take_lo0 = _mm_setr_epi8(0, 8, -1, 1, 9, -1, 2, 10, -1, 3, 11, -1, 4, 12, -1, 5);
-    const __m128i take_hi0 =
-        _mm_setr_epi8(-1, -1, 0, -1, -1, 1, -1, -1, 2, -1, -1, 3, -1, -1, 4, -1);
-    const __m128i take_lo1 =
-        _mm_setr_epi8(13, -1, 6, 14, -1, 7, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1);
-    const __m128i take_hi1 =
-        _mm_setr_epi8(-1, 5, -1, -1, 6, -1, -1, 7, -1, -1, -1, -1, -1, -1, -1, -1);
-    long i = 0;
-    while (n - i >= 8) {
-        __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(u + i));
-        __m128i below = _mm_cmpeq_epi16(_mm_subs_epu16(v, lim), zero);
-        __m128i sur = _mm_cmpeq_epi16(_mm_and_si128(v, smask), sval);
-        if (_mm_movemask_epi8(_mm_or_si128(below, sur)) != 0)
-            break;
-        __m128i b0 = _mm_or_si128(_mm_srli_epi16(v, 12), lead);
-        __m128i b1 = _mm_or_si128(_mm_and_si128(_mm_srli_epi16(v, 6), low6), cont);
-        __m128i b2 = _mm_or_si128(_mm_and_si128(v, low6), cont);
-        __m128i lo = _mm_packus_epi16(b0, b1);
-        __m128i hi = _mm_packus_epi16(b2, b2);
-        __m128i first =
-            _mm_or_si128(_mm_shuffle_epi8(lo, take_lo0), _mm_shuffle_epi8(hi, take_hi0));
-        __m128i second =
-            _mm_or_si128(_mm_shuffle_epi8(lo, take_lo1), _mm_shuffle_epi8(hi, take_hi1));
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(o), first);
-        _mm_storel_epi64(reinterpret_cast<__m128i *>(o + 16), second);
-        i += 8;
-        o += 24;
-    }
-    return i;
-}
-#endif
-
-// Encodes n units into out, sized by measure_utf16_as_utf8 plus one byte
-// (three-byte forms are stored as a four-byte word; the spare byte is either
-// overwritten by the next character or the terminator). Returns the bytes
-// written, or -1 on a lone or reversed surrogate.
-long encode_utf8(const unsigned short *u, long n, unsigned char *out) {
+// Encodes units i..stop-1 one character at a time (a pair starting before
+// stop is finished even if its low half lies at stop) into o, which has room
+// for their UTF-8 form plus one byte: three-byte forms are stored as a
+// four-byte word whose spare byte is overwritten by what follows. Returns
+// the index reached, or -1 on a lone or reversed surrogate.
+long encode_units(const unsigned short *u, long n, long i, long stop, unsigned char *&out) {
     unsigned char *o = out;
-    long i = 0;
-#if defined(TEVRA_SSSE3_BLOCKS)
-    long retry_blocks_at = 0;
-#endif
-    while (i < n) {
+    while (i < stop) {
         std::uint32_t c = u[i];
         if (c < 0x80) {
 #if defined(__SSE2__)
             // Every unit takes at least one byte, so with 16 units left there
             // are at least 16 bytes of room even if only some are ASCII. A
             // lone ASCII unit (a space between ideographs) skips the block.
-            if (n - i >= 16 && u[i + 1] < 0x80) {
+            if (stop - i >= 16 && u[i + 1] < 0x80) {
                 const __m128i lim = _mm_set1_epi16(0x7F);
                 const __m128i zero = _mm_setzero_si128();
                 do {
@@ -383,7 +323,7 @@ long encode_utf8(const unsigned short *u, long n, unsigned char *out) {
                     }
                     i += 16;
                     o += 16;
-                } while (n - i >= 16);
+                } while (stop - i >= 16);
                 continue;
             }
 #endif
@@ -395,18 +335,6 @@ long encode_utf8(const unsigned short *u, long n, unsigned char *out) {
             o += 2;
             ++i;
         } else if (!is_surrogate(c)) {
-#if defined(TEVRA_SSSE3_BLOCKS)
-            // After a block that did not qualify, the next eight units go
-            // one at a time before blocks are tried again.
-            if (i >= retry_blocks_at && n - i >= 8 && have_ssse3()) {
-                long done = encode_three_byte_blocks(u + i, n - i, o);
-                i += done;
-                o += 3 * done;
-                retry_blocks_at = i + 8;
-                if (done > 0)
-                    continue;
-            }
-#endif
             store_le32(o, 0x8080E0 | (c >> 12) | ((c << 2) & 0x3F00) | ((c & 0x3F) << 16));
             o += 3;
             ++i;
@@ -420,6 +348,216 @@ long encode_utf8(const unsigned short *u, long n, unsigned char *out) {
             i += 2;
         }
     }
+    out = o;
+    return i;
+}
+
+#if defined(TEVRA_SSSE3_BLOCKS)
+// Blocks of eight units are encoded with byte shuffles when the processor
+// has them; the check runs once.
+bool have_ssse3() {
+#if defined(__SSSE3__)
+    return true;
+#else
+    static const bool yes = (__builtin_cpu_init(), __builtin_cpu_supports("ssse3") != 0);
+    return yes;
+#endif
+}
+
+// Shuffle patterns that gather the bytes a block keeps from the lanes its
+// units were spread over, and how many bytes that makes.
+struct alignas(16) PackTable {
+    unsigned char shuffle[256][16];
+    unsigned char length[256];
+};
+
+// Eight 16-bit lanes holding the first byte low and the second high; bit k
+// of the index is set when unit k keeps its second byte.
+constexpr PackTable make_pack_two() {
+    PackTable t{};
+    for (int m = 0; m < 256; ++m) {
+        int len = 0;
+        for (int k = 0; k < 8; ++k) {
+            t.shuffle[m][len++] = static_cast<unsigned char>(2 * k);
+            if ((m >> k) & 1)
+                t.shuffle[m][len++] = static_cast<unsigned char>(2 * k + 1);
+        }
+        t.length[m] = static_cast<unsigned char>(len);
+        for (int j = len; j < 16; ++j)
+            t.shuffle[m][j] = 0x80;
+    }
+    return t;
+}
+
+// Four 32-bit lanes holding up to three bytes, lowest first; bit k of the
+// index is set when unit k keeps its second byte, bit k + 4 its third.
+constexpr PackTable make_pack_three() {
+    PackTable t{};
+    for (int m = 0; m < 256; ++m) {
+        int len = 0;
+        for (int k = 0; k < 4; ++k) {
+            t.shuffle[m][len++] = static_cast<unsigned char>(4 * k);
+            if ((m >> k) & 1)
+                t.shuffle[m][len++] = static_cast<unsigned char>(4 * k + 1);
+            if ((m >> (k + 4)) & 1)
+                t.shuffle[m][len++] = static_cast<unsigned char>(4 * k + 2);
+        }
+        t.length[m] = static_cast<unsigned char>(len);
+        for (int j = len; j < 16; ++j)
+            t.shuffle[m][j] = 0x80;
+    }
+    return t;
+}
+
+constexpr PackTable kPackTwo = make_pack_two();
+constexpr PackTable kPackThree = make_pack_three();
+
+// A block stores up to 28 bytes before knowing how many it keeps. Every unit
+// left owns at least one byte of the output, so blocks run while 32 units
+// remain and every store stays inside it.
+constexpr long kBlockUnits = 32;
+
+// Lanes of yes where mask is set, of no elsewhere.
+inline __m128i select(__m128i mask, __m128i yes, __m128i no) {
+    return _mm_or_si128(_mm_and_si128(mask, yes), _mm_andnot_si128(mask, no));
+}
+
+// The bytes of lanes that pattern index of t keeps, packed from byte 0.
+__attribute__((target("ssse3"))) inline __m128i pack(__m128i lanes, const PackTable &t,
+                                                     unsigned int index) {
+    return _mm_shuffle_epi8(lanes,
+                            _mm_load_si128(reinterpret_cast<const __m128i *>(t.shuffle[index])));
+}
+
+// Encodes blocks of eight units from the start of u while kBlockUnits are
+// left, advancing out. Returns the units consumed (a high surrogate ending a
+// block waits for the next one), or -1 on a lone or reversed surrogate.
+__attribute__((target("ssse3"))) long encode_blocks(const unsigned short *u, long n,
+                                                    unsigned char *&out) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i max1 = _mm_set1_epi16(0x7F);
+    const __m128i max2 = _mm_set1_epi16(0x7FF);
+    const __m128i top5 = _mm_set1_epi16(static_cast<short>(0xF800));
+    const __m128i top6 = _mm_set1_epi16(static_cast<short>(0xFC00));
+    const __m128i high = _mm_set1_epi16(static_cast<short>(0xD800));
+    const __m128i low = _mm_set1_epi16(static_cast<short>(0xDC00));
+    const __m128i low2 = _mm_set1_epi16(0x03);
+    const __m128i low4 = _mm_set1_epi16(0x0F);
+    const __m128i low6 = _mm_set1_epi16(0x3F);
+    const __m128i low10 = _mm_set1_epi16(0x3FF);
+    const __m128i plane1 = _mm_set1_epi16(0x40);
+    const __m128i cont = _mm_set1_epi16(0x80);
+    const __m128i lead2 = _mm_set1_epi16(0xC0);
+    const __m128i lead3 = _mm_set1_epi16(0xE0);
+    const __m128i lead4 = _mm_set1_epi16(0xF0);
+    const __m128i not_ascii = _mm_set1_epi16(static_cast<short>(0xFF80));
+
+    unsigned char *o = out;
+    long i = 0;
+    while (n - i >= kBlockUnits) {
+        __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(u + i));
+        __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i *>(u + i + 8));
+        if (_mm_movemask_epi8(
+                _mm_cmpeq_epi16(_mm_and_si128(_mm_or_si128(v, w), not_ascii), zero)) == 0xFFFF) {
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(o), _mm_packus_epi16(v, w));
+            i += 16;
+            o += 16;
+            continue;
+        }
+        __m128i one = _mm_cmpeq_epi16(_mm_subs_epu16(v, max1), zero);
+        __m128i upto2 = _mm_cmpeq_epi16(_mm_subs_epu16(v, max2), zero);
+        // Bits 0-7: unit k takes more than one byte; bits 8-15: three bytes
+        // (or is a surrogate).
+        unsigned int wide =
+            ~static_cast<unsigned int>(_mm_movemask_epi8(_mm_packs_epi16(one, upto2))) & 0xFFFF;
+        __m128i trail = _mm_or_si128(_mm_and_si128(v, low6), cont);
+        __m128i sur = _mm_cmpeq_epi16(_mm_and_si128(v, top5), high);
+        if (_mm_movemask_epi8(sur) == 0) {
+            if ((wide >> 8) == 0) {
+                // One or two bytes each: lead byte low, trail byte high.
+                __m128i two = _mm_or_si128(_mm_or_si128(_mm_srli_epi16(v, 6), lead2),
+                                           _mm_slli_epi16(trail, 8));
+                __m128i lanes = select(one, v, two);
+                _mm_storeu_si128(reinterpret_cast<__m128i *>(o), pack(lanes, kPackTwo, wide));
+                o += kPackTwo.length[wide];
+                i += 8;
+                continue;
+            }
+            // Up to three bytes each, spread over 32-bit lanes four units
+            // at a time.
+            __m128i first = select(one, v,
+                                   select(upto2, _mm_or_si128(_mm_srli_epi16(v, 6), lead2),
+                                          _mm_or_si128(_mm_srli_epi16(v, 12), lead3)));
+            __m128i second =
+                select(upto2, trail, _mm_or_si128(_mm_and_si128(_mm_srli_epi16(v, 6), low6), cont));
+            __m128i pair = _mm_or_si128(first, _mm_slli_epi16(second, 8));
+            unsigned int lo = (wide & 0x0F) | ((wide >> 4) & 0xF0);
+            unsigned int hi = ((wide >> 4) & 0x0F) | ((wide >> 8) & 0xF0);
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(o),
+                             pack(_mm_unpacklo_epi16(pair, trail), kPackThree, lo));
+            o += kPackThree.length[lo];
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(o),
+                             pack(_mm_unpackhi_epi16(pair, trail), kPackThree, hi));
+            o += kPackThree.length[hi];
+            i += 8;
+            continue;
+        }
+        // Surrogates: each half of a pair gives two of its four bytes, so a
+        // block of ASCII, two-byte units and whole pairs packs like two-byte
+        // text. Bits 0-7 mark high halves, bits 8-15 low halves.
+        __m128i is_high = _mm_cmpeq_epi16(_mm_and_si128(v, top6), high);
+        __m128i is_low = _mm_cmpeq_epi16(_mm_and_si128(v, top6), low);
+        unsigned int halves =
+            static_cast<unsigned int>(_mm_movemask_epi8(_mm_packs_epi16(is_high, is_low)));
+        unsigned int highs = halves & 0xFF, lows = halves >> 8;
+        if ((((~wide >> 8) & 0xFF) | highs | lows) != 0xFF || lows != ((highs << 1) & 0xFF)) {
+            // A three-byte unit among surrogates, or a half out of place:
+            // one character at a time, which also finds the faults.
+            i = encode_units(u, n, i, i + 8, o);
+            if (i < 0)
+                return -1;
+            continue;
+        }
+        // Code point bits 20-10 are the high half's ten bits plus 0x40.
+        __m128i top = _mm_add_epi16(_mm_and_si128(v, low10), plane1);
+        __m128i high_bytes = _mm_or_si128(
+            _mm_or_si128(_mm_srli_epi16(top, 8), lead4),
+            _mm_slli_epi16(_mm_or_si128(_mm_and_si128(_mm_srli_epi16(top, 2), low6), cont), 8));
+        // The low half's first byte takes two bits from the high half before it.
+        __m128i before = _mm_slli_si128(v, 2);
+        __m128i low_bytes =
+            _mm_or_si128(_mm_or_si128(_mm_slli_epi16(_mm_and_si128(before, low2), 4),
+                                      _mm_and_si128(_mm_srli_epi16(v, 6), low4)),
+                         _mm_or_si128(cont, _mm_slli_epi16(trail, 8)));
+        __m128i two =
+            _mm_or_si128(_mm_or_si128(_mm_srli_epi16(v, 6), lead2), _mm_slli_epi16(trail, 8));
+        __m128i lanes = select(one, v, select(is_high, high_bytes, select(is_low, low_bytes, two)));
+        unsigned int index = wide & 0xFF;
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(o), pack(lanes, kPackTwo, index));
+        // A high half in the last lane is left for the next block.
+        unsigned int carry = highs >> 7;
+        o += kPackTwo.length[index] - 2 * carry;
+        i += 8 - carry;
+    }
+    out = o;
+    return i;
+}
+#endif
+
+// Encodes n units into out, which has room for their UTF-8 form plus one
+// byte; u[n] must be readable (the terminator). Returns the bytes written,
+// or -1 on a lone or reversed surrogate.
+long encode_utf8(const unsigned short *u, long n, unsigned char *out) {
+    unsigned char *o = out;
+    long i = 0;
+#if defined(TEVRA_SSSE3_BLOCKS)
+    if (have_ssse3())
+        i = encode_blocks(u, n, o);
+    if (i < 0)
+        return -1;
+#endif
+    if (encode_units(u, n, i, n, o) < 0)
+        return -1;
     return o - out;
 }
 

@@ -1,0 +1,169 @@
+// UTF-8 transcoding across the block boundaries of the vectorised paths:
+// every mix of character widths at every position of short strings, long
+// random mixes, and lone surrogates wherever they fall.
+#include <cstring>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "TEVRA_UString.h"
+#include "TEVRA_UString_Internal.h"
+#include "TEVRA_Util.h"
+#include "test_support.h"
+
+namespace {
+
+using U16 = std::vector<unsigned short>;
+
+struct StrDeleter {
+    void operator()(TEVRA_UString *s) const { tevra_ustring_free(s); }
+};
+using Str = std::unique_ptr<TEVRA_UString, StrDeleter>;
+
+// A string holding exactly these units, lone surrogates included.
+Str raw_string(const U16 &u) {
+    long n = static_cast<long>(u.size());
+    TEVRA_UString *s = tevra::detail::ustring_alloc(n + 1, __LINE__);
+    if (s != nullptr) {
+        if (n > 0)
+            std::memcpy(s->units, u.data(), 2 * u.size());
+        tevra::detail::ustring_finish(s, n, n, false);
+    }
+    return Str(s);
+}
+
+// Reference encoder of well-formed units.
+std::string reference_utf8(const U16 &u) {
+    std::string t;
+    for (size_t i = 0; i < u.size(); ++i) {
+        unsigned long c = u[i];
+        if (c >= 0xD800 && c < 0xDC00)
+            c = 0x10000 + ((c - 0xD800) << 10) + (u[++i] - 0xDC00);
+        if (c < 0x80) {
+            t += static_cast<char>(c);
+        } else if (c < 0x800) {
+            t += static_cast<char>(0xC0 | (c >> 6));
+            t += static_cast<char>(0x80 | (c & 0x3F));
+        } else if (c < 0x10000) {
+            t += static_cast<char>(0xE0 | (c >> 12));
+            t += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            t += static_cast<char>(0x80 | (c & 0x3F));
+        } else {
+            t += static_cast<char>(0xF0 | (c >> 18));
+            t += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+            t += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            t += static_cast<char>(0x80 | (c & 0x3F));
+        }
+    }
+    return t;
+}
+
+// toutf8 of the units, or "<fail>"; the terminator is checked.
+std::string encode(const U16 &u) {
+    Str s = raw_string(u);
+    unsigned char *out = nullptr;
+    long n = -1;
+    if (!s || tevra_ustring_toutf8(s.get(), &out, &n) != 1)
+        return "<fail>";
+    std::string t(reinterpret_cast<char *>(out), static_cast<size_t>(n));
+    EXPECT_EQ(out[n], 0);
+    tevra_free(out);
+    return t;
+}
+
+// The units newutf8 makes of t; a single 0xFFFF unit when it refuses.
+U16 decode(const std::string &t) {
+    Str s(tevra_ustring_newutf8(reinterpret_cast<const unsigned char *>(t.data()),
+                                static_cast<long>(t.size())));
+    if (!s)
+        return {0xFFFF};
+    return U16(s->units, s->units + s->unit_count);
+}
+
+// One character of each width, as units: ASCII, two bytes, three bytes
+// (at both ends of the range), and a pair.
+const U16 kChars[] = {{'a'},           {0x7F},   {0xE9},   {0x7FF},          {0x800},
+                      {0x4E2D},        {0xFFFD}, {0xFFFF}, {0xD83D, 0xDE00}, {0xDBFF, 0xDFFF},
+                      {0xD800, 0xDC00}};
+
+// Fillers the other characters are dropped into.
+const U16 kFillers[] = {{'x'}, {0xE9}, {0x4E2D}, {0xD83D, 0xDE00}};
+
+class UStringUtf8 : public tevra_test::LeakCheck {};
+
+TEST_F(UStringUtf8, EveryCharacterAtEveryPositionRoundTrips) {
+    for (const U16 &filler : kFillers) {
+        for (const U16 &c : kChars) {
+            for (size_t len = 0; len <= 72; ++len) {
+                for (size_t pos = 0; pos <= len; ++pos) {
+                    U16 u;
+                    for (size_t k = 0; k < len; ++k) {
+                        const U16 &piece = k == pos ? c : filler;
+                        u.insert(u.end(), piece.begin(), piece.end());
+                    }
+                    std::string want = reference_utf8(u);
+                    ASSERT_EQ(encode(u), want) << "len " << len << " pos " << pos;
+                    ASSERT_EQ(decode(want), u) << "len " << len << " pos " << pos;
+                }
+            }
+        }
+    }
+}
+
+TEST_F(UStringUtf8, LongRandomMixesRoundTrip) {
+    std::mt19937 rng(7);
+    // Weights of ASCII, two-byte, three-byte and pair characters.
+    const int mixes[][4] = {{60, 40, 0, 0},   {5, 0, 95, 0},  {30, 0, 0, 70},
+                            {25, 25, 25, 25}, {0, 0, 50, 50}, {90, 3, 4, 3}};
+    for (const auto &mix : mixes) {
+        std::discrete_distribution<int> kind(
+            {double(mix[0]), double(mix[1]), double(mix[2]), double(mix[3])});
+        for (int round = 0; round < 20; ++round) {
+            U16 u;
+            size_t chars = 1 + rng() % 3000;
+            for (size_t k = 0; k < chars; ++k) {
+                switch (kind(rng)) {
+                case 0:
+                    u.push_back(static_cast<unsigned short>(rng() % 0x80));
+                    break;
+                case 1:
+                    u.push_back(static_cast<unsigned short>(0x80 + rng() % 0x780));
+                    break;
+                case 2: {
+                    unsigned short c = static_cast<unsigned short>(0x800 + rng() % 0xF800);
+                    u.push_back((c & 0xF800) == 0xD800 ? 0xFFFD : c);
+                    break;
+                }
+                default:
+                    u.push_back(static_cast<unsigned short>(0xD800 + rng() % 0x400));
+                    u.push_back(static_cast<unsigned short>(0xDC00 + rng() % 0x400));
+                }
+            }
+            std::string want = reference_utf8(u);
+            ASSERT_EQ(encode(u), want) << "round " << round;
+            ASSERT_EQ(decode(want), u) << "round " << round;
+        }
+    }
+}
+
+TEST_F(UStringUtf8, LoneSurrogatesFailWhereverTheyFall) {
+    // A lone high half, a lone low half, and a pair in the wrong order.
+    const U16 faults[] = {{0xD83D}, {0xDE00}, {0xDE00, 0xD83D}, {0xDBFF, 'a'}};
+    for (const U16 &filler : kFillers) {
+        for (const U16 &fault : faults) {
+            for (size_t len = 0; len <= 72; ++len) {
+                for (size_t pos = 0; pos <= len; ++pos) {
+                    U16 u;
+                    for (size_t k = 0; k <= len; ++k) {
+                        const U16 &piece = k == pos ? fault : filler;
+                        u.insert(u.end(), piece.begin(), piece.end());
+                    }
+                    ASSERT_EQ(encode(u), "<fail>") << "len " << len << " pos " << pos;
+                }
+            }
+        }
+    }
+}
+
+} // namespace
