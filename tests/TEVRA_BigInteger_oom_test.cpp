@@ -6,12 +6,9 @@
 // instead: the wrappers throw as the library's adapters do when malloc fails.
 #include <atomic>
 #include <cstddef>
-#include <string>
 
-#include <gmp.h>
-
-#include "TEVRA_BigInteger.h"
 #include "TEVRA_BigInteger_Internal.h"
+#include "bigint_test_support.h"
 #include "test_support.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -119,10 +116,7 @@ constexpr long kRecordAllocations = 0;
 
 namespace {
 
-struct BigDeleter {
-    void operator()(TEVRA_BigInteger *n) const { tevra_biginteger_free(n); }
-};
-using Big = std::unique_ptr<TEVRA_BigInteger, BigDeleter>;
+using tevra_test::Big;
 
 class BigIntegerOomTest : public tevra_test::LeakCheck {
   protected:
@@ -166,18 +160,14 @@ class BigIntegerOomTest : public tevra_test::LeakCheck {
 
     // A value of the given bit length with a dense pattern.
     static Big operand(unsigned long bits, unsigned long seed) {
-        mpz_t v;
+        tevra_test::Mpz v;
         gmp_randstate_t state;
         gmp_randinit_mt(state);
         gmp_randseed_ui(state, seed);
-        mpz_init(v);
-        mpz_urandomb(v, state, bits);
-        mpz_setbit(v, bits - 1);
-        std::string text(mpz_sizeinbase(v, 10) + 2, '\0');
-        mpz_get_str(text.data(), 10, v);
-        mpz_clear(v);
+        mpz_urandomb(v.v, state, bits);
+        mpz_setbit(v.v, bits - 1);
         gmp_randclear(state);
-        return Big(tevra_biginteger_newdec(text.c_str()));
+        return tevra_test::from(v.v);
     }
 };
 

@@ -1,43 +1,25 @@
 // Big integers: conversions against hand-computed vectors, arithmetic against
 // GMP on random operands, bits, primality and prime generation.
 #include <cstdint>
-#include <cstring>
-#include <memory>
-#include <string>
 #include <vector>
 
-#include <gmp.h>
-
-#include "TEVRA_BigInteger.h"
+#include "bigint_test_support.h"
 #include "test_support.h"
 
 namespace {
 
-struct BigDeleter {
-    void operator()(TEVRA_BigInteger *n) const { tevra_biginteger_free(n); }
-};
-using Big = std::unique_ptr<TEVRA_BigInteger, BigDeleter>;
+using tevra_test::Big;
+using tevra_test::from;
+using tevra_test::Mpz;
+using tevra_test::text;
 
 struct BlobDeleter {
     void operator()(TEVRA_DataBlob *b) const { tevra_data_blob_free(b); }
 };
 using Blob = std::unique_ptr<TEVRA_DataBlob, BlobDeleter>;
 
-struct Mpz {
-    mpz_t v;
-    Mpz() { mpz_init(v); }
-    explicit Mpz(const char *text) { mpz_init_set_str(v, text, 0); }
-    ~Mpz() { mpz_clear(v); }
-    Mpz(const Mpz &) = delete;
-    Mpz &operator=(const Mpz &) = delete;
-};
-
 Big dec(const char *text) {
     return Big(tevra_biginteger_newdec(text));
-}
-
-Big bytes(std::vector<unsigned char> data) {
-    return Big(tevra_biginteger_newdata(data.data(), static_cast<long>(data.size())));
 }
 
 std::string hex(const unsigned char *p, long n) {
@@ -48,11 +30,6 @@ std::string hex(const unsigned char *p, long n) {
         s += digits[p[i] & 15];
     }
     return s;
-}
-
-std::string data_hex(const TEVRA_BigInteger *n) {
-    Blob blob(tevra_biginteger_getdata(n));
-    return blob ? hex(blob->data, blob->length) : "<null>";
 }
 
 // Decimal text of any value, through the unsigned decimal output.
@@ -71,45 +48,40 @@ std::string text(const TEVRA_BigInteger *n) {
     return s;
 }
 
-std::string text(mpz_srcptr v) {
-    std::string s(mpz_sizeinbase(v, 10) + 2, '\0');
-    mpz_get_str(s.data(), 10, v);
-    s.resize(std::strlen(s.c_str()));
-    return s;
-}
-
-Big from(mpz_srcptr v) {
-    return dec(text(v).c_str());
+// Text of a freshly made result, which is released.
+std::string take(TEVRA_BigInteger *n) {
+    return text(Big(n).get());
 }
 
 class BigIntegerTest : public tevra_test::LeakCheck {};
 
-TEST_F(BigIntegerTest, TwosComplementInput) {
-    EXPECT_EQ(text(bytes({0x00, 0x00, 0x80}).get()), "128");
-    EXPECT_EQ(text(bytes({0xFF, 0xFF, 0x7F}).get()), "-129");
-    EXPECT_EQ(text(bytes({0xFF}).get()), "-1");
-    EXPECT_EQ(text(bytes({0x80}).get()), "-128");
-    EXPECT_EQ(text(bytes({0x7F}).get()), "127");
-    EXPECT_EQ(text(bytes({0xFF, 0x00}).get()), "-256");
-    EXPECT_EQ(text(bytes({0x00, 0x00}).get()), "0");
-    EXPECT_EQ(text(bytes({0xFF, 0xFF, 0xFF}).get()), "-1");
-    EXPECT_EQ(text(bytes({0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00}).get()),
-              "18446744073709551616");
-    EXPECT_EQ(text(Big(tevra_biginteger_newdata(nullptr, 0)).get()), "0");
-
+TEST_F(BigIntegerTest, ByteInputSignedAndUnsigned) {
+    const struct {
+        std::vector<unsigned char> data;
+        const char *as_signed, *as_unsigned;
+    } cases[] = {
+        {{0x00, 0x00, 0x80}, "128", "128"},
+        {{0xFF, 0xFF, 0x7F}, "-129", "16777087"},
+        {{0xFF}, "-1", "255"},
+        {{0x80}, "-128", "128"},
+        {{0x7F}, "127", "127"},
+        {{0xFF, 0x00}, "-256", "65280"},
+        {{0x00, 0x00}, "0", "0"},
+        {{0xFF, 0xFF, 0xFF}, "-1", "16777215"},
+        {{0x01, 0, 0, 0, 0, 0, 0, 0, 0}, "18446744073709551616", "18446744073709551616"},
+        {{}, "0", "0"},
+    };
+    for (const auto &c : cases) {
+        const unsigned char *p = c.data.empty() ? nullptr : c.data.data();
+        long n = static_cast<long>(c.data.size());
+        EXPECT_EQ(take(tevra_biginteger_newdata(p, n)), c.as_signed) << hex(p, n);
+        EXPECT_EQ(take(tevra_biginteger_newunsigneddata(p, n)), c.as_unsigned) << hex(p, n);
+    }
     unsigned char one = 1;
     EXPECT_EQ(tevra_biginteger_newdata(nullptr, 1), nullptr);
     EXPECT_EQ(tevra_biginteger_newdata(&one, -1), nullptr);
     EXPECT_EQ(tevra_biginteger_newunsigneddata(nullptr, 2), nullptr);
     EXPECT_EQ(tevra_biginteger_newunsigneddata(&one, -1), nullptr);
-}
-
-TEST_F(BigIntegerTest, UnsignedInput) {
-    const unsigned char ff[] = {0xFF, 0x00, 0x01};
-    EXPECT_EQ(text(Big(tevra_biginteger_newunsigneddata(ff, 1)).get()), "255");
-    EXPECT_EQ(text(Big(tevra_biginteger_newunsigneddata(ff, 3)).get()), "16711681");
-    EXPECT_EQ(text(Big(tevra_biginteger_newunsigneddata(ff + 1, 1)).get()), "0");
-    EXPECT_EQ(text(Big(tevra_biginteger_newunsigneddata(nullptr, 0)).get()), "0");
 }
 
 TEST_F(BigIntegerTest, MinimalTwosComplementOutput) {
@@ -127,31 +99,28 @@ TEST_F(BigIntegerTest, MinimalTwosComplementOutput) {
         {"-65536", "FF0000"}, {"-18446744073709551616", "FF0000000000000000"},
     };
     for (const auto &c : cases) {
-        Big n = dec(c.value);
-        EXPECT_EQ(data_hex(n.get()), c.expected) << c.value;
+        Blob blob(tevra_biginteger_getdata(dec(c.value).get()));
+        ASSERT_TRUE(blob) << c.value;
+        EXPECT_EQ(hex(blob->data, blob->length), c.expected) << c.value;
     }
     EXPECT_EQ(tevra_biginteger_getdata(nullptr), nullptr);
 }
 
 TEST_F(BigIntegerTest, FixedWidthUnsignedOutput) {
-    Big n = dec("258"); // 0x0102
+    Big n = dec("258"), minus_one = dec("-1"), zero(tevra_biginteger_new(0));
     unsigned char out[4] = {9, 9, 9, 9};
     ASSERT_EQ(tevra_biginteger_unsigned_tonbuf(n.get(), 4, out), 1);
     EXPECT_EQ(hex(out, 4), "00000102");
     ASSERT_EQ(tevra_biginteger_unsigned_tonbuf(n.get(), 2, out), 1);
     EXPECT_EQ(hex(out, 2), "0102");
-
     std::memset(out, 9, sizeof out);
     EXPECT_EQ(tevra_biginteger_unsigned_tonbuf(n.get(), 1, out), 0);
-    Big minus_one = dec("-1");
     EXPECT_EQ(tevra_biginteger_unsigned_tonbuf(minus_one.get(), 4, out), 0);
     EXPECT_EQ(tevra_biginteger_unsigned_tonbuf(n.get(), 0, out), 0);
     EXPECT_EQ(tevra_biginteger_unsigned_tonbuf(n.get(), -4, out), 0);
     EXPECT_EQ(tevra_biginteger_unsigned_tonbuf(n.get(), 4, nullptr), 0);
     EXPECT_EQ(tevra_biginteger_unsigned_tonbuf(nullptr, 4, out), 0);
     EXPECT_EQ(hex(out, 4), "09090909") << "a refused call writes nothing";
-
-    Big zero(tevra_biginteger_new(0));
     ASSERT_EQ(tevra_biginteger_unsigned_tonbuf(zero.get(), 3, out), 1);
     EXPECT_EQ(hex(out, 3), "000000");
 }
@@ -159,17 +128,13 @@ TEST_F(BigIntegerTest, FixedWidthUnsignedOutput) {
 TEST_F(BigIntegerTest, DecimalTextAndValues) {
     EXPECT_EQ(text(dec("  -123").get()), "-123");
     EXPECT_EQ(text(dec("12 34").get()), "1234");
-    EXPECT_EQ(text(dec("0").get()), "0");
-    EXPECT_EQ(dec("abc"), nullptr);
-    EXPECT_EQ(dec(""), nullptr);
-    EXPECT_EQ(dec("0x10"), nullptr);
-    EXPECT_EQ(dec("12a"), nullptr);
+    for (const char *bad : {"abc", "", "0x10", "12a"})
+        EXPECT_EQ(dec(bad), nullptr) << bad;
     EXPECT_EQ(tevra_biginteger_newdec(nullptr), nullptr);
 
     char *out = reinterpret_cast<char *>(1);
     long length = 7;
-    Big negative = dec("-5");
-    EXPECT_EQ(tevra_biginteger_unsigned_todec(negative.get(), &out, &length), 0);
+    EXPECT_EQ(tevra_biginteger_unsigned_todec(dec("-5").get(), &out, &length), 0);
     EXPECT_EQ(out, reinterpret_cast<char *>(1));
     EXPECT_EQ(length, 7);
     Big big = dec("340282366920938463463374607431768211456");
@@ -194,8 +159,7 @@ TEST_F(BigIntegerTest, DecimalTextAndValues) {
     };
     for (const auto &v : values) {
         long got = 42;
-        Big n = dec(v.text);
-        EXPECT_EQ(tevra_biginteger_getvalue(n.get(), &got), v.ok) << v.text;
+        EXPECT_EQ(tevra_biginteger_getvalue(dec(v.text).get(), &got), v.ok) << v.text;
         EXPECT_EQ(got, v.ok ? v.value : 42) << v.text;
     }
     long got = 0;
@@ -205,37 +169,45 @@ TEST_F(BigIntegerTest, DecimalTextAndValues) {
     EXPECT_EQ(tevra_biginteger_getvalue(n.get(), &got), 0);
 }
 
-TEST_F(BigIntegerTest, SignBitCountAndComparison) {
+TEST_F(BigIntegerTest, SignBitCountComparisonAndNulls) {
     Big a = dec("-256"), b = dec("255"), z = dec("0");
     EXPECT_EQ(tevra_biginteger_getbitcount(a.get()), 9);
     EXPECT_EQ(tevra_biginteger_getbitcount(b.get()), 8);
     EXPECT_EQ(tevra_biginteger_getbitcount(z.get()), 0);
-    EXPECT_EQ(tevra_biginteger_getbitcount(nullptr), 0);
     EXPECT_EQ(tevra_biginteger_getsign(a.get()), -1);
     EXPECT_EQ(tevra_biginteger_getsign(z.get()), 0);
     EXPECT_EQ(tevra_biginteger_getsign(b.get()), 1);
-    EXPECT_EQ(tevra_biginteger_getsign(nullptr), 0);
-
-    EXPECT_LT(tevra_biginteger_cmp(a.get(), b.get()), 0);
-    EXPECT_GT(tevra_biginteger_cmp(b.get(), z.get()), 0);
-    EXPECT_EQ(tevra_biginteger_cmp(z.get(), z.get()), 0);
     EXPECT_EQ(tevra_biginteger_cmp(nullptr, a.get()), -1);
     EXPECT_EQ(tevra_biginteger_cmp(a.get(), nullptr), 1);
     EXPECT_EQ(tevra_biginteger_cmp(nullptr, nullptr), 0);
+    EXPECT_EQ(tevra_biginteger_getbitcount(nullptr), 0);
+    EXPECT_EQ(tevra_biginteger_getsign(nullptr), 0);
+    EXPECT_EQ(tevra_biginteger_add(a.get(), nullptr), nullptr);
+    EXPECT_EQ(tevra_biginteger_sub(nullptr, a.get()), nullptr);
+    EXPECT_EQ(tevra_biginteger_mul(nullptr, nullptr), nullptr);
+    EXPECT_EQ(tevra_biginteger_div(nullptr, a.get(), nullptr), nullptr);
+    EXPECT_EQ(tevra_biginteger_mod(nullptr, a.get()), nullptr);
+    EXPECT_EQ(tevra_biginteger_expmod(a.get(), nullptr, b.get()), nullptr);
+    EXPECT_EQ(tevra_biginteger_addmod(a.get(), a.get(), nullptr), nullptr);
+    EXPECT_EQ(tevra_biginteger_gcd(nullptr, a.get()), nullptr);
+    EXPECT_EQ(tevra_biginteger_lcm(a.get(), nullptr), nullptr);
+    EXPECT_EQ(tevra_biginteger_invmod(nullptr, a.get()), nullptr);
+    EXPECT_EQ(tevra_biginteger_div_2(nullptr), nullptr);
+    EXPECT_EQ(tevra_biginteger_neg(nullptr), nullptr);
+    EXPECT_EQ(tevra_biginteger_dup(nullptr), nullptr);
+    tevra_biginteger_free(nullptr);
 }
 
-TEST_F(BigIntegerTest, DivisionAndModulusSigns) {
+TEST_F(BigIntegerTest, DivisionSignsAndZeroModuli) {
     Big a = dec("-7"), b = dec("2"), m = dec("-3"), zero = dec("0");
     TEVRA_BigInteger *rem = nullptr;
-    Big q(tevra_biginteger_div(a.get(), b.get(), &rem));
-    Big r(rem);
-    EXPECT_EQ(text(q.get()), "-3");
-    EXPECT_EQ(text(r.get()), "-1");
-    EXPECT_EQ(text(Big(tevra_biginteger_div(a.get(), b.get(), nullptr)).get()), "-3");
-    EXPECT_EQ(text(Big(tevra_biginteger_mod(a.get(), b.get())).get()), "1");
+    EXPECT_EQ(take(tevra_biginteger_div(a.get(), b.get(), &rem)), "-3");
+    EXPECT_EQ(take(rem), "-1");
+    EXPECT_EQ(take(tevra_biginteger_div(a.get(), b.get(), nullptr)), "-3");
+    EXPECT_EQ(take(tevra_biginteger_mod(a.get(), b.get())), "1");
     // A negative modulus acts as its magnitude.
-    EXPECT_EQ(text(Big(tevra_biginteger_mod(a.get(), m.get())).get()), "2");
-    EXPECT_EQ(text(Big(tevra_biginteger_div_2(a.get())).get()), "-3");
+    EXPECT_EQ(take(tevra_biginteger_mod(a.get(), m.get())), "2");
+    EXPECT_EQ(take(tevra_biginteger_div_2(a.get())), "-3");
 
     // Zero divisors and moduli are refused instead of trapping.
     rem = reinterpret_cast<TEVRA_BigInteger *>(1);
@@ -252,27 +224,9 @@ TEST_F(BigIntegerTest, DivisionAndModulusSigns) {
     // Negative exponents need an inverse; 2 has none modulo 4.
     Big minus_one = dec("-1"), four = dec("4"), seven = dec("7");
     EXPECT_EQ(tevra_biginteger_expmod(b.get(), minus_one.get(), four.get()), nullptr);
-    EXPECT_EQ(text(Big(tevra_biginteger_expmod(b.get(), minus_one.get(), seven.get())).get()), "4");
+    EXPECT_EQ(take(tevra_biginteger_expmod(b.get(), minus_one.get(), seven.get())), "4");
     EXPECT_EQ(tevra_biginteger_invmod(b.get(), four.get()), nullptr);
-    EXPECT_EQ(text(Big(tevra_biginteger_invmod(b.get(), seven.get())).get()), "4");
-}
-
-TEST_F(BigIntegerTest, NullOperands) {
-    Big x = dec("5");
-    EXPECT_EQ(tevra_biginteger_add(x.get(), nullptr), nullptr);
-    EXPECT_EQ(tevra_biginteger_sub(nullptr, x.get()), nullptr);
-    EXPECT_EQ(tevra_biginteger_mul(nullptr, nullptr), nullptr);
-    EXPECT_EQ(tevra_biginteger_div(nullptr, x.get(), nullptr), nullptr);
-    EXPECT_EQ(tevra_biginteger_mod(nullptr, x.get()), nullptr);
-    EXPECT_EQ(tevra_biginteger_expmod(x.get(), nullptr, x.get()), nullptr);
-    EXPECT_EQ(tevra_biginteger_addmod(x.get(), x.get(), nullptr), nullptr);
-    EXPECT_EQ(tevra_biginteger_gcd(nullptr, x.get()), nullptr);
-    EXPECT_EQ(tevra_biginteger_lcm(x.get(), nullptr), nullptr);
-    EXPECT_EQ(tevra_biginteger_invmod(nullptr, x.get()), nullptr);
-    EXPECT_EQ(tevra_biginteger_div_2(nullptr), nullptr);
-    EXPECT_EQ(tevra_biginteger_neg(nullptr), nullptr);
-    EXPECT_EQ(tevra_biginteger_dup(nullptr), nullptr);
-    tevra_biginteger_free(nullptr);
+    EXPECT_EQ(take(tevra_biginteger_invmod(b.get(), seven.get())), "4");
 }
 
 // Random operands of 1 to 4096 bits, either sign, with zeros mixed in.
@@ -303,7 +257,29 @@ class RandomOperands {
     gmp_randstate_t state_;
 };
 
+using BinaryOp = TEVRA_BigInteger *(*)(const TEVRA_BigInteger *, const TEVRA_BigInteger *);
+using ModOp = TEVRA_BigInteger *(*)(const TEVRA_BigInteger *, const TEVRA_BigInteger *,
+                                    const TEVRA_BigInteger *);
+using GmpOp = void (*)(mpz_ptr, mpz_srcptr, mpz_srcptr);
+
 TEST_F(BigIntegerTest, ArithmeticMatchesGmp) {
+    const struct {
+        const char *name;
+        BinaryOp ours;
+        GmpOp gmp;
+    } binary[] = {{"add", tevra_biginteger_add, mpz_add},
+                  {"sub", tevra_biginteger_sub, mpz_sub},
+                  {"mul", tevra_biginteger_mul, mpz_mul},
+                  {"gcd", tevra_biginteger_gcd, mpz_gcd},
+                  {"lcm", tevra_biginteger_lcm, mpz_lcm}};
+    // (a op b) mod m for the modular forms.
+    const struct {
+        const char *name;
+        ModOp ours;
+        GmpOp gmp;
+    } modular[] = {{"addmod", tevra_biginteger_addmod, mpz_add},
+                   {"submod", tevra_biginteger_submod, mpz_sub},
+                   {"mulmod", tevra_biginteger_mulmod, mpz_mul}};
     RandomOperands rnd;
     Mpz a, b, m, want, want2;
     for (int i = 0; i < 300; ++i) {
@@ -314,59 +290,43 @@ TEST_F(BigIntegerTest, ArithmeticMatchesGmp) {
         ASSERT_TRUE(x && y && mod);
         SCOPED_TRACE("a=" + text(a.v) + " b=" + text(b.v) + " m=" + text(m.v));
 
-        mpz_add(want.v, a.v, b.v);
-        EXPECT_EQ(text(Big(tevra_biginteger_add(x.get(), y.get())).get()), text(want.v));
-        mpz_sub(want.v, a.v, b.v);
-        EXPECT_EQ(text(Big(tevra_biginteger_sub(x.get(), y.get())).get()), text(want.v));
-        mpz_mul(want.v, a.v, b.v);
-        EXPECT_EQ(text(Big(tevra_biginteger_mul(x.get(), y.get())).get()), text(want.v));
-        mpz_gcd(want.v, a.v, b.v);
-        EXPECT_EQ(text(Big(tevra_biginteger_gcd(x.get(), y.get())).get()), text(want.v));
-        mpz_lcm(want.v, a.v, b.v);
-        EXPECT_EQ(text(Big(tevra_biginteger_lcm(x.get(), y.get())).get()), text(want.v));
+        for (const auto &op : binary) {
+            op.gmp(want.v, a.v, b.v);
+            EXPECT_EQ(take(op.ours(x.get(), y.get())), text(want.v)) << op.name;
+        }
         mpz_neg(want.v, a.v);
-        EXPECT_EQ(text(Big(tevra_biginteger_neg(x.get())).get()), text(want.v));
+        EXPECT_EQ(take(tevra_biginteger_neg(x.get())), text(want.v));
         mpz_tdiv_q_2exp(want.v, a.v, 1);
-        EXPECT_EQ(text(Big(tevra_biginteger_div_2(x.get())).get()), text(want.v));
+        EXPECT_EQ(take(tevra_biginteger_div_2(x.get())), text(want.v));
         EXPECT_EQ(tevra_biginteger_cmp(x.get(), y.get()), mpz_cmp(a.v, b.v));
         EXPECT_EQ(tevra_biginteger_iseven(x.get()), mpz_even_p(a.v) ? 1 : 0);
-
         if (mpz_sgn(b.v) != 0) {
             TEVRA_BigInteger *rem = nullptr;
-            Big q(tevra_biginteger_div(x.get(), y.get(), &rem));
-            Big r(rem);
+            std::string q = take(tevra_biginteger_div(x.get(), y.get(), &rem));
             mpz_tdiv_qr(want.v, want2.v, a.v, b.v);
-            EXPECT_EQ(text(q.get()), text(want.v));
-            EXPECT_EQ(text(r.get()), text(want2.v));
+            EXPECT_EQ(q, text(want.v));
+            EXPECT_EQ(take(rem), text(want2.v));
         }
         if (mpz_sgn(m.v) == 0)
             continue;
         mpz_mod(want.v, a.v, m.v);
-        EXPECT_EQ(text(Big(tevra_biginteger_mod(x.get(), mod.get())).get()), text(want.v));
-        mpz_add(want.v, a.v, b.v);
-        mpz_mod(want.v, want.v, m.v);
-        EXPECT_EQ(text(Big(tevra_biginteger_addmod(x.get(), y.get(), mod.get())).get()),
-                  text(want.v));
-        mpz_sub(want.v, a.v, b.v);
-        mpz_mod(want.v, want.v, m.v);
-        EXPECT_EQ(text(Big(tevra_biginteger_submod(x.get(), y.get(), mod.get())).get()),
-                  text(want.v));
-        mpz_mul(want.v, a.v, b.v);
-        mpz_mod(want.v, want.v, m.v);
-        EXPECT_EQ(text(Big(tevra_biginteger_mulmod(x.get(), y.get(), mod.get())).get()),
-                  text(want.v));
+        EXPECT_EQ(take(tevra_biginteger_mod(x.get(), mod.get())), text(want.v));
+        for (const auto &op : modular) {
+            op.gmp(want.v, a.v, b.v);
+            mpz_mod(want.v, want.v, m.v);
+            EXPECT_EQ(take(op.ours(x.get(), y.get(), mod.get())), text(want.v)) << op.name;
+        }
         mpz_powm_ui(want.v, a.v, 2, m.v);
-        EXPECT_EQ(text(Big(tevra_biginteger_sqrmod(x.get(), mod.get())).get()), text(want.v));
+        EXPECT_EQ(take(tevra_biginteger_sqrmod(x.get(), mod.get())), text(want.v));
         if (mpz_invert(want.v, a.v, m.v)) {
-            EXPECT_EQ(text(Big(tevra_biginteger_invmod(x.get(), mod.get())).get()), text(want.v));
+            EXPECT_EQ(take(tevra_biginteger_invmod(x.get(), mod.get())), text(want.v));
         } else {
             EXPECT_EQ(tevra_biginteger_invmod(x.get(), mod.get()), nullptr);
         }
         // Modular powers are costly at 4096 bits; a sample suffices.
         if (i % 8 == 0 && mpz_sgn(b.v) >= 0) {
             mpz_powm(want.v, a.v, b.v, m.v);
-            EXPECT_EQ(text(Big(tevra_biginteger_expmod(x.get(), y.get(), mod.get())).get()),
-                      text(want.v));
+            EXPECT_EQ(take(tevra_biginteger_expmod(x.get(), y.get(), mod.get())), text(want.v));
         }
     }
 }
@@ -387,8 +347,7 @@ TEST_F(BigIntegerTest, ByteConversionsRoundTrip) {
             EXPECT_FALSE(p[0] == 0x00 && (p[1] & 0x80) == 0) << text(a.v);
             EXPECT_FALSE(p[0] == 0xFF && (p[1] & 0x80) != 0) << text(a.v);
         }
-        Big back(tevra_biginteger_newdata(p, n));
-        EXPECT_EQ(text(back.get()), text(a.v));
+        EXPECT_EQ(take(tevra_biginteger_newdata(p, n)), text(a.v));
 
         // The magnitude through the unsigned forms.
         mpz_abs(a.v, a.v);
@@ -397,8 +356,7 @@ TEST_F(BigIntegerTest, ByteConversionsRoundTrip) {
         std::vector<unsigned char> buf(static_cast<size_t>(width));
         ASSERT_EQ(tevra_biginteger_unsigned_tonbuf(magnitude.get(), width, buf.data()), 1);
         EXPECT_EQ(buf[0], 0);
-        Big again(tevra_biginteger_newunsigneddata(buf.data(), width));
-        EXPECT_EQ(text(again.get()), text(a.v));
+        EXPECT_EQ(take(tevra_biginteger_newunsigneddata(buf.data(), width)), text(a.v));
         if (mpz_sgn(a.v) != 0) {
             EXPECT_EQ(tevra_biginteger_unsigned_tonbuf(magnitude.get(), width - 2, buf.data()), 0);
         }
@@ -406,15 +364,12 @@ TEST_F(BigIntegerTest, ByteConversionsRoundTrip) {
 }
 
 TEST_F(BigIntegerTest, Bits) {
-    Big n = dec("-1");
+    Big n = dec("-1"), z = dec("0");
     EXPECT_EQ(tevra_biginteger_testbit(n.get(), 1000), 1) << "two's complement view";
     EXPECT_EQ(tevra_biginteger_testbit(n.get(), -1), 0);
     EXPECT_EQ(tevra_biginteger_testbit(nullptr, 0), 0);
     EXPECT_EQ(tevra_biginteger_isodd(n.get()), 1);
     EXPECT_EQ(tevra_biginteger_iseven(n.get()), 0);
-
-    Big z = dec("0");
-    EXPECT_EQ(tevra_biginteger_iseven(z.get()), 1);
     EXPECT_EQ(tevra_biginteger_isodd(z.get()), 0);
     EXPECT_EQ(tevra_biginteger_iseven(nullptr), 0);
     EXPECT_EQ(tevra_biginteger_isodd(nullptr), 0);
@@ -422,7 +377,6 @@ TEST_F(BigIntegerTest, Bits) {
     ASSERT_EQ(tevra_biginteger_setbit(z.get(), 200), 1);
     ASSERT_EQ(tevra_biginteger_setbit(z.get(), 0), 1);
     EXPECT_EQ(tevra_biginteger_getbitcount(z.get()), 201);
-    EXPECT_EQ(tevra_biginteger_testbit(z.get(), 200), 1);
     EXPECT_EQ(tevra_biginteger_testbit(z.get(), 199), 0);
     ASSERT_EQ(tevra_biginteger_clearbit(z.get(), 200), 1);
     EXPECT_EQ(text(z.get()), "1");
@@ -457,12 +411,10 @@ TEST_F(BigIntegerTest, PrimalityTests) {
     for (unsigned long e : {521ul, 607ul, 1279ul}) {
         mpz_ui_pow_ui(m.v, 2, e);
         mpz_sub_ui(m.v, m.v, 1);
-        Big prime = from(m.v);
-        EXPECT_EQ(tevra_biginteger_isprime(prime.get()), 1) << e;
-        EXPECT_EQ(tevra_biginteger_isprime_fasttest(prime.get()), 1) << e;
+        EXPECT_EQ(tevra_biginteger_isprime(from(m.v).get()), 1) << e;
+        EXPECT_EQ(tevra_biginteger_isprime_fasttest(from(m.v).get()), 1) << e;
         mpz_add_ui(m.v, m.v, 2);
-        Big composite = from(m.v);
-        EXPECT_EQ(tevra_biginteger_isprime_fasttest(composite.get()), 0) << e;
+        EXPECT_EQ(tevra_biginteger_isprime_fasttest(from(m.v).get()), 0) << e;
     }
     EXPECT_EQ(tevra_biginteger_isprime(nullptr), 0);
     EXPECT_EQ(tevra_biginteger_isprime_fasttest(nullptr), 0);
@@ -508,8 +460,7 @@ TEST_F(BigIntegerTest, PrimeGenerationForms) {
             }
             if (flags & 0x01) {
                 EXPECT_EQ(tevra_biginteger_testbit(p.get(), 1), 1) << "p % 4 == 3";
-                Big q(tevra_biginteger_div_2(p.get()));
-                EXPECT_EQ(tevra_biginteger_isprime(q.get()), 1);
+                EXPECT_EQ(tevra_biginteger_isprime(Big(tevra_biginteger_div_2(p.get())).get()), 1);
             }
         }
     }

@@ -1,41 +1,18 @@
 // Named character sets, the locale's default set, the application hooks and
 // wide characters.
 #include <cstdlib>
-#include <cstring>
 #include <cwchar>
-#include <string>
-#include <vector>
 
-#include "TEVRA_UString.h"
-#include "TEVRA_Util.h"
-#include "test_support.h"
+#include "ustring_test_support.h"
 
 namespace {
 
-using U16 = std::vector<unsigned short>;
-
-struct Str {
-    explicit Str(TEVRA_UString *p = nullptr) : s(p) {}
-    ~Str() { tevra_ustring_free(s); }
-    Str(const Str &) = delete;
-    Str &operator=(const Str &) = delete;
-    TEVRA_UString *get() const { return s; }
-    explicit operator bool() const { return s != nullptr; }
-    TEVRA_UString *s;
-};
+using tevra_test::Str;
+using tevra_test::U16;
+using tevra_test::units_of;
 
 TEVRA_UString *mbs(const char *charset, const std::string &bytes) {
     return tevra_ustring_newmbs(charset, bytes.data(), (long)bytes.size());
-}
-
-U16 units_of(const TEVRA_UString *s) {
-    unsigned short *out = nullptr;
-    long n = 0;
-    if (tevra_ustring_toutf16(s, &out, &n) != 1)
-        return {};
-    U16 u(out, out + n);
-    tevra_free(out);
-    return u;
 }
 
 // The bytes of s in charset, or "<fail>".
@@ -49,36 +26,6 @@ std::string encoded(const TEVRA_UString *s, const char *charset) {
     tevra_free(out);
     return t;
 }
-
-// Sets the three locale variables for one test and restores them after.
-class LocaleEnv {
-  public:
-    LocaleEnv(const char *lc_all, const char *lc_ctype, const char *lang) {
-        for (int i = 0; i < 3; ++i) {
-            const char *v = std::getenv(kNames[i]);
-            saved_[i] = v != nullptr ? std::string(v) : std::string();
-            had_[i] = v != nullptr;
-        }
-        set(0, lc_all);
-        set(1, lc_ctype);
-        set(2, lang);
-    }
-    ~LocaleEnv() {
-        for (int i = 0; i < 3; ++i)
-            set(i, had_[i] ? saved_[i].c_str() : nullptr);
-    }
-
-  private:
-    static void set(int i, const char *v) {
-        if (v == nullptr)
-            unsetenv(kNames[i]);
-        else
-            setenv(kNames[i], v, 1);
-    }
-    static constexpr const char *kNames[3] = {"LC_ALL", "LC_CTYPE", "LANG"};
-    std::string saved_[3];
-    bool had_[3];
-};
 
 std::string default_charset() {
     char *c = tevra_ustring_getdefaultcharset();
@@ -97,67 +44,64 @@ class CharsetTest : public tevra_test::LeakCheck {
 };
 
 TEST_F(CharsetTest, DefaultCharsetFollowsTheLocaleVariables) {
-    {
-        LocaleEnv env(nullptr, "", "de_DE.UTF-8@euro");
-        EXPECT_EQ(default_charset(), "UTF-8");
-    }
-    {
-        LocaleEnv env("ja_JP.eucJP", "fr_FR", "zh_CN");
-        EXPECT_EQ(default_charset(), "eucJP");
-    }
-    {
-        LocaleEnv env(nullptr, "zh_TW", "en_US.UTF-8");
-        EXPECT_EQ(default_charset(), "BIG5");
-    }
-    const std::vector<std::pair<const char *, const char *>> lang = {
-        {"c", "ISO8859-1"},     {"C", "ISO8859-1"},  {"zh_hk", "BIG5"},   {"ZH_CN", "GBK"},
-        {"en_gb", "ISO8859-1"}, {"fr_FR", "<null>"}, {"POSIX", "<null>"}, {"x.", ""},
+    const struct {
+        const char *lc_all, *lc_ctype, *lang, *expected;
+    } cases[] = {
+        {nullptr, "", "de_DE.UTF-8@euro", "UTF-8"},
+        {"ja_JP.eucJP", "fr_FR", "zh_CN", "eucJP"},
+        {nullptr, "zh_TW", "en_US.UTF-8", "BIG5"},
+        {nullptr, nullptr, "c", "ISO8859-1"},
+        {nullptr, nullptr, "C", "ISO8859-1"},
+        {nullptr, nullptr, "zh_hk", "BIG5"},
+        {nullptr, nullptr, "ZH_CN", "GBK"},
+        {nullptr, nullptr, "en_gb", "ISO8859-1"},
+        {nullptr, nullptr, "fr_FR", "<null>"},
+        {nullptr, nullptr, "POSIX", "<null>"},
+        {nullptr, nullptr, "x.", ""},
+        {nullptr, nullptr, nullptr, "ISO8859-1"},
     };
-    for (const auto &[value, expect] : lang) {
-        LocaleEnv env(nullptr, nullptr, value);
-        EXPECT_EQ(default_charset(), expect) << value;
+    for (const auto &c : cases) {
+        tevra_test::LocaleEnv env(c.lc_all, c.lc_ctype, c.lang);
+        EXPECT_EQ(default_charset(), c.expected) << (c.lang ? c.lang : "(unset)");
     }
-    LocaleEnv none(nullptr, nullptr, nullptr);
-    EXPECT_EQ(default_charset(), "ISO8859-1");
 }
 
-TEST_F(CharsetTest, ByteStringRoutesByUpperCasedName) {
-    Str u(mbs("utf-8", "caf\xC3\xA9"));
-    ASSERT_TRUE(u);
-    EXPECT_EQ(units_of(u.get()), (U16{'c', 'a', 'f', 0xE9}));
-    EXPECT_EQ(mbs("Ascii", "caf\xC3\xA9"), nullptr);
-    Str a(mbs("ascii", "plain"));
-    EXPECT_EQ(units_of(a.get()), (U16{'p', 'l', 'a', 'i', 'n'}));
-    Str l1(mbs("iso-8859-1", "caf\xE9"));
-    EXPECT_EQ(units_of(l1.get()), (U16{'c', 'a', 'f', 0xE9}));
-    EXPECT_EQ(mbs("UTF-8", "\xC0\x80"), nullptr);
+TEST_F(CharsetTest, DecodingRoutesByUpperCasedName) {
+    using std::string;
+    // No units expected: the conversion must fail. The fixed-width routes read
+    // eight bytes at a time and need at least that many.
+    const struct {
+        const char *charset;
+        string bytes;
+        U16 units;
+    } cases[] = {
+        {"utf-8", "caf\xC3\xA9", {'c', 'a', 'f', 0xE9}},
+        {"Ascii", "caf\xC3\xA9", {}},
+        {"ascii", "plain", {'p', 'l', 'a', 'i', 'n'}},
+        {"iso-8859-1", "caf\xE9", {'c', 'a', 'f', 0xE9}},
+        {"UTF-8", "\xC0\x80", {}},
+        {"", "x", {}},
+        {"NO-SUCH-CHARSET-X", "x", {}},
+        {"UTF-16BE",
+         string("\0\x41\xD8\x3D\xDE\0\0\x42\0\x43\0\x44", 12),
+         {'A', 0xD83D, 0xDE00, 'B'}},
+        {"utf-16le", string("\x41\0\x42\0\x43\0\x44\0\x45\0", 10), {'A', 'B', 'C', 'D'}},
+        {"UTF-32BE", string("\0\x01\xF6\0\0\0\0\x41\0\0\0\x42", 12), {0xD83D, 0xDE00, 'A'}},
+        {"UTF-32LE", string("\x41\0\0\0\0\xF6\x01\0", 8), {'A', 0xD83D, 0xDE00}},
+        {"UTF-16BE", string("\0\x41", 2), {}},
+        {"UTF-16LE", string("\0\xDC\x41\0\x42\0\x43\0", 8), {}},
+        {"UTF-32BE", string("\0\x11\0\0\0\0\0\x41", 8), {}},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(units_of(Str(mbs(c.charset, c.bytes)).get()), c.units) << c.charset;
 
     // Length 0 wins over everything; then the name must be present.
     Str e(tevra_ustring_newmbs("", nullptr, 0));
     ASSERT_TRUE(e);
     EXPECT_EQ(tevra_ustring_getcharcount(e.get()), 0);
-    EXPECT_EQ(mbs("", "x"), nullptr);
     EXPECT_EQ(mbs(nullptr, "x"), nullptr);
     EXPECT_EQ(tevra_ustring_newmbs("UTF-8", nullptr, 1), nullptr);
     EXPECT_EQ(tevra_ustring_newmbs("UTF-8", "x", -1), nullptr);
-    EXPECT_EQ(mbs("NO-SUCH-CHARSET-X", "x"), nullptr);
-}
-
-TEST_F(CharsetTest, FixedWidthRoutesReadEightBytes) {
-    const std::string be16("\x00\x41\xD8\x3D\xDE\x00\x00\x42\x00\x43\x00\x44", 12);
-    Str s(mbs("UTF-16BE", be16));
-    ASSERT_TRUE(s);
-    EXPECT_EQ(units_of(s.get()), (U16{'A', 0xD83D, 0xDE00, 'B'}));
-    Str le(mbs("utf-16le", std::string("\x41\x00\x42\x00\x43\x00\x44\x00\x45\x00", 10)));
-    EXPECT_EQ(units_of(le.get()), (U16{'A', 'B', 'C', 'D'}));
-    Str be32(mbs("UTF-32BE", std::string("\x00\x01\xF6\x00\x00\x00\x00\x41\x00\x00\x00\x42", 12)));
-    EXPECT_EQ(units_of(be32.get()), (U16{0xD83D, 0xDE00, 'A'}));
-    Str le32(mbs("UTF-32LE", std::string("\x41\x00\x00\x00\x00\xF6\x01\x00", 8)));
-    EXPECT_EQ(units_of(le32.get()), (U16{'A', 0xD83D, 0xDE00}));
-    // Fewer than eight bytes, or invalid units inside them, give NULL.
-    EXPECT_EQ(mbs("UTF-16BE", std::string("\x00\x41", 2)), nullptr);
-    EXPECT_EQ(mbs("UTF-16LE", std::string("\x00\xDC\x41\x00\x42\x00\x43\x00", 8)), nullptr);
-    EXPECT_EQ(mbs("UTF-32BE", std::string("\x00\x11\x00\x00\x00\x00\x00\x41", 8)), nullptr);
 }
 
 TEST_F(CharsetTest, EncodingRoutes) {
@@ -293,34 +237,19 @@ TEST_F(CharsetTest, WideCharactersRoundTrip) {
 }
 
 TEST_F(CharsetTest, FailedAllocationsLeaveNothingBehind) {
-    tevra_test::until_allocations_suffice([] {
-        TEVRA_UString *s = mbs("iso-8859-1", "caf\xE9 au lait");
-        tevra_ustring_free(s);
-        return s != nullptr;
-    });
-    Str s(mbs("UTF-8", "caf\xC3\xA9"));
-    for (const char *charset : {"ISO-8859-1", "UTF-32LE", "UTF-16BE", "ascii"}) {
-        Str plain(mbs("UTF-8", "cafe"));
-        tevra_test::until_allocations_suffice([&] {
-            char *out = nullptr;
-            long n = 0;
-            int ok = tevra_ustring_tombs(plain.get(), charset, &out, &n);
-            tevra_free(out);
-            return ok == 1;
-        });
-    }
-    tevra_test::until_allocations_suffice([&] {
+    using tevra_test::until_allocations_suffice;
+    until_allocations_suffice([] { return Str(mbs("iso-8859-1", "caf\xE9 au lait")) != nullptr; });
+    Str s(mbs("UTF-8", "caf\xC3\xA9")), plain(mbs("UTF-8", "cafe"));
+    for (const char *charset : {"ISO-8859-1", "UTF-32LE", "UTF-16BE", "ascii"})
+        until_allocations_suffice([&] { return encoded(plain.get(), charset) != "<fail>"; });
+    until_allocations_suffice([&] {
         wchar_t *w = tevra_ustring_towcs(s.get());
         tevra_free(w);
         return w != nullptr;
     });
     for (const char *lang : {"en_US.UTF-8", "zh_CN"}) {
-        LocaleEnv env(nullptr, nullptr, lang);
-        tevra_test::until_allocations_suffice([] {
-            char *c = tevra_ustring_getdefaultcharset();
-            tevra_free(c);
-            return c != nullptr;
-        });
+        tevra_test::LocaleEnv env(nullptr, nullptr, lang);
+        until_allocations_suffice([] { return default_charset() != "<null>"; });
     }
 }
 

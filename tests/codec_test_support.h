@@ -1,14 +1,18 @@
 // Test sources for the codec filters: a source that hands out its bytes a
 // few at a time, and one whose read fails once it is exhausted (as a file
-// stream's does) while reporting that it is at its end.
+// stream's does) while reporting that it is at its end. Also a wrapper for
+// the one-shot codec calls.
 #ifndef TEVRA_CODEC_TEST_SUPPORT_H
 #define TEVRA_CODEC_TEST_SUPPORT_H
 
 #include <cstring>
 #include <string>
 
+#include <gtest/gtest.h>
+
 #include "TEVRA_Stream.h"
 #include "TEVRA_Stream_Internal.h"
+#include "TEVRA_Util.h"
 
 namespace tevra_test {
 
@@ -61,6 +65,35 @@ struct ScriptedStream {
         src.fail_at_end = fail_at_end;
     }
 };
+
+// Unlinks a filter from a scripted stream and releases the filter.
+inline void release_filter(TEVRA_Stream *filter) {
+    tevra_stream_pop(filter);
+    tevra_stream_free(filter);
+}
+
+inline const unsigned char *bytes(const std::string &s) {
+    return reinterpret_cast<const unsigned char *>(s.data());
+}
+inline long len(const std::string &s) {
+    return static_cast<long>(s.size());
+}
+
+// Runs call(&out, &length) for a one-shot codec and returns its new buffer
+// as a string (checking the terminator if asked), or "<fail>".
+template <class Call> std::string one_shot(Call call, bool terminated = false) {
+    unsigned char *out = nullptr;
+    long length = -1;
+    if (call(&out, &length) != 1) {
+        EXPECT_EQ(out, nullptr);
+        return "<fail>";
+    }
+    std::string s(reinterpret_cast<char *>(out), static_cast<size_t>(length));
+    if (terminated)
+        EXPECT_EQ(out[length], 0);
+    tevra_free(out);
+    return s;
+}
 
 } // namespace tevra_test
 
