@@ -87,6 +87,38 @@ TEVRA_Stream *stream_new(const TEVRA_StreamMethod *method, unsigned int type, vo
     return stream;
 }
 
+int filter_io_checks(const TEVRA_Stream *stream, const FilterChecks &checks, const void *buffer,
+                     long n, long *count, TEVRA_ErrCtx *ctx, const char *file, int line) {
+    if (stream == nullptr)
+        return report(ctx, file, line, TEVRA_ERR_NULL_POINT);
+    if (stream->data == nullptr)
+        return report(ctx, file, line, TEVRA_ERR_STREAM_BAD);
+    if (checks.failed != nullptr && checks.failed(stream->data))
+        return report(ctx, file, line, checks.sticky_code);
+    if (n < 0)
+        return report(ctx, file, line, TEVRA_ERR_BAD_LENGTH);
+    if (n == 0) {
+        if (count != nullptr)
+            *count = 0;
+        return 1;
+    }
+    if (stream->next == nullptr)
+        return report(ctx, file, line, TEVRA_ERR_STREAM_NO_SINK);
+    if (checks.buffer_required && buffer == nullptr)
+        return report(ctx, file, line, TEVRA_ERR_NULL_POINT);
+    return kFilterProceed;
+}
+
+int filter_ctrl_checks(const TEVRA_Stream *stream, TEVRA_ErrCtx *ctx, const char *file, int line) {
+    if (stream == nullptr)
+        return report(ctx, file, line, TEVRA_ERR_NULL_POINT);
+    if (stream->data == nullptr)
+        return report(ctx, file, line, TEVRA_ERR_STREAM_BAD);
+    if (stream->next == nullptr)
+        return report(ctx, file, line, TEVRA_ERR_STREAM_NO_SINK);
+    return kFilterProceed;
+}
+
 } // namespace tevra::detail
 
 using tevra::detail::report;

@@ -347,23 +347,16 @@ long encode_into_memory(TEVRA_Stream *next, Base64StreamState *st, const unsigne
     return groups * 3;
 }
 
+// Writes go on after a decoding failure; reads keep reporting it.
+constexpr tevra::detail::FilterChecks kReadChecks =
+    tevra::detail::sticky_read_checks<Base64StreamState>(TEVRA_ERR_STREAM_BASE64_DECODE);
+
 int base64_write(TEVRA_Stream *stream, const void *data, long n, long *count, TEVRA_ErrCtx *ctx) {
-    if (stream == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
+    int checked = tevra::detail::filter_io_checks(stream, tevra::detail::kFilterWriteChecks, data,
+                                                  n, count, ctx, kFile, __LINE__);
+    if (checked != tevra::detail::kFilterProceed)
+        return checked;
     Base64StreamState *st = state_of(stream);
-    if (st == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_BAD);
-    if (n < 0)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_BAD_LENGTH);
-    if (n == 0) {
-        if (count != nullptr)
-            *count = 0;
-        return 1;
-    }
-    if (stream->next == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_NO_SINK);
-    if (data == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
     const auto *in = static_cast<const unsigned char *>(data);
     long done = 0;
     if (st->pending_count == 0)
@@ -439,25 +432,11 @@ void set_carry(Base64StreamState *st, const DecodeOutcome &d) {
 }
 
 int base64_read(TEVRA_Stream *stream, void *buffer, long n, long *count, TEVRA_ErrCtx *ctx) {
-    if (stream == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
+    int checked = tevra::detail::filter_io_checks(stream, kReadChecks, buffer, n, count, ctx, kFile,
+                                                  __LINE__);
+    if (checked != tevra::detail::kFilterProceed)
+        return checked;
     Base64StreamState *st = state_of(stream);
-    if (st == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_BAD);
-    if (st->failed)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_BASE64_DECODE);
-    if (n < 0)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_BAD_LENGTH);
-    if (n == 0) {
-        if (count != nullptr)
-            *count = 0;
-        return 1;
-    }
-    if (stream->next == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_NO_SINK);
-    if (buffer == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-
     auto *out = static_cast<unsigned char *>(buffer);
     long delivered = 0;
     auto finish = [&](long delivered_count, int result) {
@@ -581,13 +560,10 @@ int take_pending(Base64StreamState *st, TEVRA_DataBlob **blob_out, TEVRA_ErrCtx 
 }
 
 int base64_ctrl(TEVRA_Stream *stream, long code, void *argument, TEVRA_ErrCtx *ctx) {
-    if (stream == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
+    int checked = tevra::detail::filter_ctrl_checks(stream, ctx, kFile, __LINE__);
+    if (checked != tevra::detail::kFilterProceed)
+        return checked;
     Base64StreamState *st = state_of(stream);
-    if (st == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_BAD);
-    if (stream->next == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_NO_SINK);
     switch (code) {
     case TEVRA_STREAM_CTRL_GET_LENGTH:
         // The decoded length is not known in advance.

@@ -22,10 +22,6 @@ struct HmacStreamState {
     unsigned char *key_block;  // block-size bytes: the key, or its digest, zero-padded
 };
 
-HmacStreamState *state_of(TEVRA_Stream *stream) {
-    return static_cast<HmacStreamState *>(stream->data);
-}
-
 void release_state(HmacStreamState *st) {
     if (st == nullptr)
         return;
@@ -58,31 +54,6 @@ long hash(const TEVRA_DigestMethod *method, const unsigned char *data, long leng
     return ok ? digest_length : -1;
 }
 
-int hmac_write(TEVRA_Stream *stream, const void *data, long n, long *count, TEVRA_ErrCtx *ctx) {
-    if (stream == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-    HmacStreamState *st = state_of(stream);
-    if (st == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_BAD);
-    return tevra::detail::digest_write(stream, &st->method, st->context, data, n, count, ctx,
-                                       kFile);
-}
-
-int hmac_read(TEVRA_Stream *stream, void *buffer, long n, long *count, TEVRA_ErrCtx *ctx) {
-    if (stream == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-    if (state_of(stream) == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_BAD);
-    return tevra::detail::digest_read(stream, buffer, n, count, ctx, kFile);
-}
-
-void hmac_destroy(TEVRA_Stream *stream) {
-    if (stream == nullptr || stream->type != TEVRA_STREAM_TYPE_HMAC || stream->data == nullptr)
-        return;
-    release_state(state_of(stream));
-    stream->data = nullptr;
-}
-
 // Finishes the inner hash and hashes the outer pad and it into out.
 int finish_mac(HmacStreamState *st, unsigned char *out, TEVRA_ErrCtx *ctx) {
     long block = st->method.blocksize();
@@ -99,35 +70,14 @@ int finish_mac(HmacStreamState *st, unsigned char *out, TEVRA_ErrCtx *ctx) {
     return hash(&st->method, b, block + length, out, ctx) > 0 ? 1 : 0;
 }
 
-int hmac_ctrl(TEVRA_Stream *stream, long code, void *argument, TEVRA_ErrCtx *ctx) {
-    if (stream == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-    HmacStreamState *st = state_of(stream);
-    if (st == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_BAD);
-    if (stream->next == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_NO_SINK);
-    switch (code) {
-    case TEVRA_STREAM_CTRL_GET_MD_LENGTH:
-        if (argument == nullptr)
-            return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-        *static_cast<long *>(argument) = st->method.mdlen();
-        return 1;
-    case TEVRA_STREAM_CTRL_GET_MD_ALGORITHM:
-        if (argument == nullptr)
-            return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-        *static_cast<unsigned int *>(argument) = st->method.algorithm();
-        return 1;
-    case TEVRA_STREAM_CTRL_GET_HMAC:
-        if (argument == nullptr)
-            return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-        return finish_mac(st, static_cast<unsigned char *>(argument), ctx);
-    default:
-        return tevra_stream_ctrl(stream->next, code, argument, ctx);
-    }
-}
-
-const TEVRA_StreamMethod md_method = {hmac_read, hmac_write, hmac_destroy, hmac_ctrl};
+struct HmacKind {
+    using State = HmacStreamState;
+    static constexpr unsigned int type = TEVRA_STREAM_TYPE_HMAC;
+    static constexpr auto release = release_state;
+    static constexpr const char *file = kFile;
+    static constexpr long result = TEVRA_STREAM_CTRL_GET_HMAC;
+    static constexpr auto finish = finish_mac;
+};
 
 // Fills the key block: a key longer than the block is replaced by its
 // digest; either way the block is padded with zeros. false when hashing the
@@ -212,8 +162,8 @@ TEVRA_API TEVRA_Stream *tevra_stream_new_hmac(const TEVRA_DigestMethod *method,
         pad.get()[i] = static_cast<unsigned char>(st->key_block[i] ^ kInnerPad);
     if (st->method.update == nullptr || st->method.update(st->context, pad.get(), block) != 1)
         return fail(st, TEVRA_ERR_STREAM_MD_UPDATE, __LINE__);
-    TEVRA_Stream *stream =
-        tevra::detail::stream_new(&md_method, TEVRA_STREAM_TYPE_HMAC, st, kFile, __LINE__);
+    TEVRA_Stream *stream = tevra::detail::stream_new(&tevra::detail::digest_stream_method<HmacKind>,
+                                                     HmacKind::type, st, kFile, __LINE__);
     if (stream == nullptr)
         return fail(st, TEVRA_ERR_OUT_OF_MEMORY, __LINE__);
     return stream;

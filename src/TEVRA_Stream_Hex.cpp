@@ -86,23 +86,16 @@ HexStreamState *state_of(TEVRA_Stream *stream) {
     return static_cast<HexStreamState *>(stream->data);
 }
 
+// Writes go on after a decoding failure; reads keep reporting it.
+constexpr tevra::detail::FilterChecks kReadChecks =
+    tevra::detail::sticky_read_checks<HexStreamState>(TEVRA_ERR_STREAM_HEX_DECODE);
+
 int hex_write(TEVRA_Stream *stream, const void *data, long n, long *count, TEVRA_ErrCtx *ctx) {
-    if (stream == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
+    int checked = tevra::detail::filter_io_checks(stream, tevra::detail::kFilterWriteChecks, data,
+                                                  n, count, ctx, kFile, __LINE__);
+    if (checked != tevra::detail::kFilterProceed)
+        return checked;
     HexStreamState *st = state_of(stream);
-    if (st == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_BAD);
-    if (n < 0)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_BAD_LENGTH);
-    if (n == 0) {
-        if (count != nullptr)
-            *count = 0;
-        return 1;
-    }
-    if (stream->next == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_NO_SINK);
-    if (data == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
     const auto *in = static_cast<const unsigned char *>(data);
     char text[2 * kChunk];
     for (long done = 0; done < n;) {
@@ -119,25 +112,11 @@ int hex_write(TEVRA_Stream *stream, const void *data, long n, long *count, TEVRA
 }
 
 int hex_read(TEVRA_Stream *stream, void *buffer, long n, long *count, TEVRA_ErrCtx *ctx) {
-    if (stream == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
+    int checked = tevra::detail::filter_io_checks(stream, kReadChecks, buffer, n, count, ctx, kFile,
+                                                  __LINE__);
+    if (checked != tevra::detail::kFilterProceed)
+        return checked;
     HexStreamState *st = state_of(stream);
-    if (st == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_BAD);
-    if (st->failed)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_HEX_DECODE);
-    if (n < 0)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_BAD_LENGTH);
-    if (n == 0) {
-        if (count != nullptr)
-            *count = 0;
-        return 1;
-    }
-    if (stream->next == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_NO_SINK);
-    if (buffer == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-
     auto *out = static_cast<unsigned char *>(buffer);
     unsigned char text[kChunk];
     long delivered = 0;
@@ -199,14 +178,10 @@ void hex_destroy(TEVRA_Stream *stream) {
 }
 
 int hex_ctrl(TEVRA_Stream *stream, long code, void *argument, TEVRA_ErrCtx *ctx) {
-    if (stream == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-    HexStreamState *st = state_of(stream);
-    if (st == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_BAD);
-    if (stream->next == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_NO_SINK);
-    if (st->failed)
+    int checked = tevra::detail::filter_ctrl_checks(stream, ctx, kFile, __LINE__);
+    if (checked != tevra::detail::kFilterProceed)
+        return checked;
+    if (state_of(stream)->failed)
         return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_HEX_DECODE);
     return tevra_stream_ctrl(stream->next, code, argument, ctx);
 }

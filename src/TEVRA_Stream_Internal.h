@@ -43,6 +43,45 @@ inline int report(TEVRA_ErrCtx *ctx, const char *file, int line, unsigned int co
 TEVRA_Stream *stream_new(const TEVRA_StreamMethod *method, unsigned int type, void *data,
                          const char *file, int line) noexcept;
 
+// What sets one filter's read or write checks apart from another's.
+struct FilterChecks {
+    // Reported, before the length is looked at, while failed(state) says an
+    // earlier call failed for good; 0 (with failed NULL) for calls that go
+    // on regardless.
+    unsigned int sticky_code;
+    bool (*failed)(const void *state);
+    // A NULL buffer is refused here; when false it is left to the next stream.
+    bool buffer_required;
+};
+
+// The checks of a filter write, which no earlier failure stops.
+inline constexpr FilterChecks kFilterWriteChecks = {0, nullptr, true};
+
+// The checks of a filter read that reports, as code, a decoding failure
+// recorded in State::failed again on every later call.
+template <class State> constexpr FilterChecks sticky_read_checks(unsigned int code) {
+    return {code, [](const void *state) { return static_cast<const State *>(state)->failed != 0; },
+            true};
+}
+
+// filter_io_checks and filter_ctrl_checks found nothing to refuse.
+constexpr int kFilterProceed = -1;
+
+// The checks a filter's read or write starts with, in this order: a NULL
+// stream (Null Point), a stream without state (Bad stream), the sticky
+// failure of `checks`, a negative n (Bad Length), an empty request (done at
+// once with *count set to 0, even without a next stream), no next stream (no
+// source/sink stream), a NULL buffer when `checks` requires one (Null Point).
+// Entries carry the caller's file and line. Returns kFilterProceed, or the
+// result the call returns.
+int filter_io_checks(const TEVRA_Stream *stream, const FilterChecks &checks, const void *buffer,
+                     long n, long *count, TEVRA_ErrCtx *ctx, const char *file, int line);
+
+// The checks a filter's ctrl starts with: a NULL stream (Null Point), a
+// stream without state (Bad stream), no next stream (no source/sink stream).
+// Returns kFilterProceed, or 0 after reporting with the caller's file and line.
+int filter_ctrl_checks(const TEVRA_Stream *stream, TEVRA_ErrCtx *ctx, const char *file, int line);
+
 // Smallest multiple of 8 not below n (n >= 0); capacities chosen by the
 // memory stream are always such multiples.
 inline long round_up8(long n) {

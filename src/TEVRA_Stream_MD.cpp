@@ -32,69 +32,26 @@ void release_state(DigestStreamState *st) {
     tevra_free(st);
 }
 
-int md_write(TEVRA_Stream *stream, const void *data, long n, long *count, TEVRA_ErrCtx *ctx) {
-    if (stream == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-    DigestStreamState *st = state_of(stream);
-    if (st == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_BAD);
-    return tevra::detail::digest_write(stream, &st->method, st->context, data, n, count, ctx,
-                                       kFile);
+// The digest so far into out. The digest method leaves it at the start of
+// its context when it is given the context as the output too.
+int finish_md(DigestStreamState *st, unsigned char *out, TEVRA_ErrCtx *ctx) {
+    auto *context = static_cast<unsigned char *>(st->context);
+    if (st->method.final(st->context, context) != 1)
+        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_MD_FINISH);
+    int length = st->method.mdlen();
+    if (length > 0)
+        std::memcpy(out, context, static_cast<size_t>(length));
+    return 1;
 }
 
-int md_read(TEVRA_Stream *stream, void *buffer, long n, long *count, TEVRA_ErrCtx *ctx) {
-    if (stream == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-    if (state_of(stream) == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_BAD);
-    return tevra::detail::digest_read(stream, buffer, n, count, ctx, kFile);
-}
-
-void md_destroy(TEVRA_Stream *stream) {
-    if (stream == nullptr || stream->type != TEVRA_STREAM_TYPE_MD || stream->data == nullptr)
-        return;
-    release_state(state_of(stream));
-    stream->data = nullptr;
-}
-
-int md_ctrl(TEVRA_Stream *stream, long code, void *argument, TEVRA_ErrCtx *ctx) {
-    if (stream == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-    DigestStreamState *st = state_of(stream);
-    if (st == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_BAD);
-    if (stream->next == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_NO_SINK);
-    switch (code) {
-    case TEVRA_STREAM_CTRL_GET_MD_LENGTH:
-        if (argument == nullptr)
-            return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-        *static_cast<long *>(argument) = st->method.mdlen();
-        return 1;
-    case TEVRA_STREAM_CTRL_GET_MD: {
-        if (argument == nullptr)
-            return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-        // The digest method leaves the digest at the start of its context
-        // when it is given the context as the output too.
-        auto *context = static_cast<unsigned char *>(st->context);
-        if (st->method.final(st->context, context) != 1)
-            return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_MD_FINISH);
-        int length = st->method.mdlen();
-        if (length > 0)
-            std::memcpy(argument, context, static_cast<size_t>(length));
-        return 1;
-    }
-    case TEVRA_STREAM_CTRL_GET_MD_ALGORITHM:
-        if (argument == nullptr)
-            return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-        *static_cast<unsigned int *>(argument) = st->method.algorithm();
-        return 1;
-    default:
-        return tevra_stream_ctrl(stream->next, code, argument, ctx);
-    }
-}
-
-const TEVRA_StreamMethod md_method = {md_read, md_write, md_destroy, md_ctrl};
+struct MdKind {
+    using State = DigestStreamState;
+    static constexpr unsigned int type = TEVRA_STREAM_TYPE_MD;
+    static constexpr auto release = release_state;
+    static constexpr const char *file = kFile;
+    static constexpr long result = TEVRA_STREAM_CTRL_GET_MD;
+    static constexpr auto finish = finish_md;
+};
 
 } // namespace
 
@@ -106,21 +63,10 @@ bool digest_method_usable(const TEVRA_DigestMethod *m) {
            m->blocksize != nullptr;
 }
 
-int digest_write(TEVRA_Stream *stream, const TEVRA_DigestMethod *method, void *context,
-                 const void *data, long n, long *count, TEVRA_ErrCtx *ctx, const char *file) {
-    if (n < 0)
-        return report(ctx, file, __LINE__, TEVRA_ERR_BAD_LENGTH);
-    if (n == 0) {
-        if (count != nullptr)
-            *count = 0;
-        return 1;
-    }
-    if (stream->next == nullptr)
-        return report(ctx, file, __LINE__, TEVRA_ERR_STREAM_NO_SINK);
-    if (data == nullptr)
-        return report(ctx, file, __LINE__, TEVRA_ERR_NULL_POINT);
+int digest_through(TEVRA_Stream *next, const TEVRA_DigestMethod *method, void *context,
+                   const void *data, long n, long *count, TEVRA_ErrCtx *ctx, const char *file) {
     long accepted = 0;
-    int r = tevra_stream_write(stream->next, data, n, &accepted, ctx);
+    int r = tevra_stream_write(next, data, n, &accepted, ctx);
     if (r != 1)
         return r;
     if (accepted < 0 || accepted > n)
@@ -133,20 +79,6 @@ int digest_write(TEVRA_Stream *stream, const TEVRA_DigestMethod *method, void *c
     if (count != nullptr)
         *count = accepted;
     return 1;
-}
-
-int digest_read(TEVRA_Stream *stream, void *buffer, long n, long *count, TEVRA_ErrCtx *ctx,
-                const char *file) {
-    if (n < 0)
-        return report(ctx, file, __LINE__, TEVRA_ERR_BAD_LENGTH);
-    if (n == 0) {
-        if (count != nullptr)
-            *count = 0;
-        return 1;
-    }
-    if (stream->next == nullptr)
-        return report(ctx, file, __LINE__, TEVRA_ERR_STREAM_NO_SINK);
-    return tevra_stream_read(stream->next, buffer, n, count, ctx);
 }
 
 } // namespace tevra::detail
@@ -186,7 +118,8 @@ TEVRA_API TEVRA_Stream *tevra_stream_new_md(const TEVRA_DigestMethod *method, TE
     TEVRA_Stream *stream =
         st->digest == nullptr
             ? nullptr
-            : tevra::detail::stream_new(&md_method, TEVRA_STREAM_TYPE_MD, st, kFile, __LINE__);
+            : tevra::detail::stream_new(&tevra::detail::digest_stream_method<MdKind>, MdKind::type,
+                                        st, kFile, __LINE__);
     if (stream == nullptr) {
         release_state(st);
         report(ctx, kFile, __LINE__, TEVRA_ERR_OUT_OF_MEMORY);
@@ -220,8 +153,8 @@ TEVRA_API TEVRA_Stream *tevra_stream_md_dup(TEVRA_Stream *stream) {
         return nullptr;
     }
     std::memcpy(st->digest, from->digest, static_cast<size_t>(length));
-    TEVRA_Stream *copy =
-        tevra::detail::stream_new(&md_method, TEVRA_STREAM_TYPE_MD, st, kFile, __LINE__);
+    TEVRA_Stream *copy = tevra::detail::stream_new(&tevra::detail::digest_stream_method<MdKind>,
+                                                   MdKind::type, st, kFile, __LINE__);
     if (copy == nullptr)
         release_state(st);
     return copy;
