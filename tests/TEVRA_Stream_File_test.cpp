@@ -46,16 +46,13 @@ class FileStream : public StreamTest {
 };
 
 TEST_F(FileStream, ConstructorRefusesBadArguments) {
-    EXPECT_EQ(tevra_stream_new_file(nullptr, 1, &ctx), nullptr);
-    EXPECT_EQ(code(), 0x10002u);
+    EXPECT_TRUE(fails(tevra_stream_new_file(nullptr, 1, &ctx), 0x10002));
     EXPECT_EQ(file(), "TEVRA_Stream_File");
     for (unsigned long mode : {0UL, 4UL, 0x100000001UL}) {
         EXPECT_EQ(open(mode), nullptr);
         EXPECT_EQ(text(), "error file mode");
     }
-    EXPECT_EQ(open(1), nullptr); // missing file
-    EXPECT_EQ(code(), 0x1010Cu);
-    EXPECT_EQ(text(), "open file fail");
+    EXPECT_TRUE(fails(open(1), 0x1010C, "open file fail")); // missing file
 
     put_file("x");
     tevra_test::until_allocations_suffice([this] {
@@ -80,21 +77,15 @@ TEST_F(FileStream, EndOfFileSequence) {
     // ...and once the end flag is set, as a read past the end.
     count = -1;
     EXPECT_EQ(read(3, &count), 0);
-    EXPECT_EQ(count, 0);
-    EXPECT_EQ(code(), 0x10103u);
-    EXPECT_EQ(text(), "Read pass end of stream");
+    EXPECT_TRUE(fails(count, 0x10103, "Read pass end of stream"));
 
     ASSERT_EQ(tevra_stream_ctrl(s, TEVRA_STREAM_CTRL_RESET, nullptr, &ctx), 1);
-    EXPECT_EQ(read(0, &count), 0); // a zero-byte read fails here
-    EXPECT_EQ(code(), 0x10106u);
-    EXPECT_EQ(read(64, &count), 1); // a short read sets the end flag
+    EXPECT_TRUE(fails(read(0, &count), 0x10106)); // a zero-byte read fails here
+    EXPECT_EQ(read(64, &count), 1);               // a short read sets the end flag
     EXPECT_EQ(count, 3);
-    EXPECT_EQ(read(64, &count), 0);
-    EXPECT_EQ(code(), 0x10103u);
-    EXPECT_EQ(read(-1, &count), 0);
-    EXPECT_EQ(code(), 0x10001u);
-    EXPECT_EQ(tevra_stream_read(s, nullptr, 1, &count, &ctx), 0);
-    EXPECT_EQ(code(), 0x10002u);
+    EXPECT_TRUE(fails(read(64, &count), 0x10103));
+    EXPECT_TRUE(fails(read(-1, &count), 0x10001));
+    EXPECT_TRUE(fails(tevra_stream_read(s, nullptr, 1, &count, &ctx), 0x10002));
 }
 
 TEST_F(FileStream, ModesDecideWhatIsAllowed) {
@@ -104,25 +95,20 @@ TEST_F(FileStream, ModesDecideWhatIsAllowed) {
     EXPECT_EQ(read(1, &count), 0);
     EXPECT_EQ(text(), "stream can not read");
     EXPECT_EQ(tevra_stream_write(s, nullptr, 0, &count, &ctx), 1);
-    EXPECT_EQ(tevra_stream_write(s, nullptr, 1, &count, &ctx), 0);
-    EXPECT_EQ(code(), 0x10002u);
+    EXPECT_TRUE(fails(tevra_stream_write(s, nullptr, 1, &count, &ctx), 0x10002));
     EXPECT_EQ(tevra_stream_ctrl(s, TEVRA_STREAM_CTRL_FLUSH, nullptr, &ctx), 1);
     EXPECT_EQ(file_bytes(), "hello");
     tevra_stream_free(s);
 
     ASSERT_NE(open(3), nullptr);
     EXPECT_EQ(write(s, " world"), 1);
-    EXPECT_EQ(read(1, &count), 0);
-    EXPECT_EQ(code(), 0x10119u);
+    EXPECT_TRUE(fails(read(1, &count), 0x10119));
     tevra_stream_free(s);
     EXPECT_EQ(file_bytes(), "hello world");
 
     ASSERT_NE(open(1), nullptr);
-    EXPECT_EQ(write(s, "x"), 0);
-    EXPECT_EQ(code(), 0x1011Au);
-    EXPECT_EQ(text(), "stream can not write");
-    EXPECT_EQ(tevra_stream_ctrl(s, 15, &count, &ctx), 0);
-    EXPECT_EQ(code(), 0x10115u);
+    EXPECT_TRUE(fails(write(s, "x"), 0x1011A, "stream can not write"));
+    EXPECT_TRUE(fails(tevra_stream_ctrl(s, 15, &count, &ctx), 0x10115));
 }
 
 TEST_F(FileStream, PositionsAndLength) {
@@ -153,9 +139,8 @@ TEST_F(FileStream, PositionsAndLength) {
     TEVRA_Stream *p = tevra_stream_new_file(pipe_path.c_str(), 1, &ctx);
     if (p != nullptr) {
         clear();
-        EXPECT_EQ(tevra_stream_ctrl(p, TEVRA_STREAM_CTRL_GET_POS, &value, &ctx), 0);
-        EXPECT_EQ(code(), 0x10105u);
-        EXPECT_EQ(text(), "");
+        EXPECT_TRUE(
+            fails(tevra_stream_ctrl(p, TEVRA_STREAM_CTRL_GET_POS, &value, &ctx), 0x10105, ""));
         tevra_stream_free(p);
     }
     close(fds[0]);
@@ -193,16 +178,13 @@ TEST_F(FileStream, CloseAndReopen) {
     EXPECT_EQ(write(s, "new"), 1);
     EXPECT_EQ(ctrl(TEVRA_STREAM_CTRL_REOPEN, 1), 1);
     EXPECT_EQ(drain(s), "new");
-    EXPECT_EQ(ctrl(TEVRA_STREAM_CTRL_REOPEN, 7), 0);
-    EXPECT_EQ(code(), 0x1010Bu);
+    EXPECT_TRUE(fails(ctrl(TEVRA_STREAM_CTRL_REOPEN, 7), 0x1010B));
     EXPECT_EQ(drain(s), ""); // still open after the refused mode
 
     std::remove(path.c_str());
     rmdir(dir.c_str());
-    EXPECT_EQ(ctrl(TEVRA_STREAM_CTRL_REOPEN, 1), 0);
-    EXPECT_EQ(code(), 0x1010Cu);
-    EXPECT_EQ(read(1, &value), 0);
-    EXPECT_EQ(code(), 0x10108u);
+    EXPECT_TRUE(fails(ctrl(TEVRA_STREAM_CTRL_REOPEN, 1), 0x1010C));
+    EXPECT_TRUE(fails(read(1, &value), 0x10108));
 }
 
 TEST_F(FileStream, CopiesBetweenFileAndMemory) {

@@ -192,8 +192,9 @@ TEST_F(UStringTest, Utf8AgreesWithReferenceOnRandomInput) {
             t += pieces[rng() % 100 < 85 ? rng() % 5 : rng() % pieces.size()];
         Str s(from8(t));
         ASSERT_EQ(s != nullptr, reference_valid(t)) << testing::PrintToString(t);
-        if (s)
+        if (s) {
             ASSERT_EQ(utf8_of(s.get()), t);
+        }
     }
 }
 

@@ -89,8 +89,9 @@ template <class Call> std::string one_shot(Call call, bool terminated = false) {
         return "<fail>";
     }
     std::string s(reinterpret_cast<char *>(out), static_cast<size_t>(length));
-    if (terminated)
+    if (terminated) {
         EXPECT_EQ(out[length], 0);
+    }
     tevra_free(out);
     return s;
 }

@@ -30,6 +30,22 @@ class StreamTest : public LeakCheck {
     }
     void clear() { ctx = TEVRA_ErrCtx{}; }
 
+    // The constructor returned NULL and its newest entry has the code (and the text, if given).
+    ::testing::AssertionResult fails(const void *made, unsigned int expected,
+                                     const char *description = nullptr) const {
+        if (made != nullptr)
+            return ::testing::AssertionFailure() << "made a stream";
+        return fails(0, expected, description);
+    }
+    // The call returned 0 and its newest entry has the code (and the text, if given).
+    ::testing::AssertionResult fails(int result, unsigned int expected,
+                                     const char *description = nullptr) const {
+        if (result == 0 && code() == expected && (description == nullptr || text() == description))
+            return ::testing::AssertionSuccess();
+        return ::testing::AssertionFailure()
+               << "result " << result << ", code " << std::hex << code() << " \"" << text() << "\"";
+    }
+
     // Everything a stream yields until it reports no more data.
     std::string drain(TEVRA_Stream *s) {
         std::string out;
