@@ -53,6 +53,28 @@ std::string take(TEVRA_BigInteger *n) {
     return text(Big(n).get());
 }
 
+using BinaryOp = TEVRA_BigInteger *(*)(const TEVRA_BigInteger *, const TEVRA_BigInteger *);
+using ModOp = TEVRA_BigInteger *(*)(const TEVRA_BigInteger *, const TEVRA_BigInteger *,
+                                    const TEVRA_BigInteger *);
+using GmpOp = void (*)(mpz_ptr, mpz_srcptr, mpz_srcptr);
+const struct {
+    const char *name;
+    BinaryOp ours;
+    GmpOp gmp;
+} kBinary[] = {{"add", tevra_biginteger_add, mpz_add},
+               {"sub", tevra_biginteger_sub, mpz_sub},
+               {"mul", tevra_biginteger_mul, mpz_mul},
+               {"gcd", tevra_biginteger_gcd, mpz_gcd},
+               {"lcm", tevra_biginteger_lcm, mpz_lcm}};
+// (a op b) mod m for the modular forms.
+const struct {
+    const char *name;
+    ModOp ours;
+    GmpOp gmp;
+} kModular[] = {{"addmod", tevra_biginteger_addmod, mpz_add},
+                {"submod", tevra_biginteger_submod, mpz_sub},
+                {"mulmod", tevra_biginteger_mulmod, mpz_mul}};
+
 class BigIntegerTest : public tevra_test::LeakCheck {};
 
 TEST_F(BigIntegerTest, ByteInputSignedAndUnsigned) {
@@ -182,15 +204,15 @@ TEST_F(BigIntegerTest, SignBitCountComparisonAndNulls) {
     EXPECT_EQ(tevra_biginteger_cmp(nullptr, nullptr), 0);
     EXPECT_EQ(tevra_biginteger_getbitcount(nullptr), 0);
     EXPECT_EQ(tevra_biginteger_getsign(nullptr), 0);
-    EXPECT_EQ(tevra_biginteger_add(a.get(), nullptr), nullptr);
-    EXPECT_EQ(tevra_biginteger_sub(nullptr, a.get()), nullptr);
-    EXPECT_EQ(tevra_biginteger_mul(nullptr, nullptr), nullptr);
+    for (const auto &op : kBinary) {
+        EXPECT_EQ(op.ours(a.get(), nullptr), nullptr) << op.name;
+        EXPECT_EQ(op.ours(nullptr, a.get()), nullptr) << op.name;
+    }
+    for (const auto &op : kModular)
+        EXPECT_EQ(op.ours(a.get(), a.get(), nullptr), nullptr) << op.name;
     EXPECT_EQ(tevra_biginteger_div(nullptr, a.get(), nullptr), nullptr);
     EXPECT_EQ(tevra_biginteger_mod(nullptr, a.get()), nullptr);
     EXPECT_EQ(tevra_biginteger_expmod(a.get(), nullptr, b.get()), nullptr);
-    EXPECT_EQ(tevra_biginteger_addmod(a.get(), a.get(), nullptr), nullptr);
-    EXPECT_EQ(tevra_biginteger_gcd(nullptr, a.get()), nullptr);
-    EXPECT_EQ(tevra_biginteger_lcm(a.get(), nullptr), nullptr);
     EXPECT_EQ(tevra_biginteger_invmod(nullptr, a.get()), nullptr);
     EXPECT_EQ(tevra_biginteger_div_2(nullptr), nullptr);
     EXPECT_EQ(tevra_biginteger_neg(nullptr), nullptr);
@@ -215,9 +237,8 @@ TEST_F(BigIntegerTest, DivisionSignsAndZeroModuli) {
     EXPECT_EQ(rem, reinterpret_cast<TEVRA_BigInteger *>(1));
     EXPECT_EQ(tevra_biginteger_mod(a.get(), zero.get()), nullptr);
     EXPECT_EQ(tevra_biginteger_expmod(a.get(), b.get(), zero.get()), nullptr);
-    EXPECT_EQ(tevra_biginteger_addmod(a.get(), b.get(), zero.get()), nullptr);
-    EXPECT_EQ(tevra_biginteger_submod(a.get(), b.get(), zero.get()), nullptr);
-    EXPECT_EQ(tevra_biginteger_mulmod(a.get(), b.get(), zero.get()), nullptr);
+    for (const auto &op : kModular)
+        EXPECT_EQ(op.ours(a.get(), b.get(), zero.get()), nullptr) << op.name;
     EXPECT_EQ(tevra_biginteger_sqrmod(a.get(), zero.get()), nullptr);
     EXPECT_EQ(tevra_biginteger_invmod(a.get(), zero.get()), nullptr);
 
@@ -257,29 +278,7 @@ class RandomOperands {
     gmp_randstate_t state_;
 };
 
-using BinaryOp = TEVRA_BigInteger *(*)(const TEVRA_BigInteger *, const TEVRA_BigInteger *);
-using ModOp = TEVRA_BigInteger *(*)(const TEVRA_BigInteger *, const TEVRA_BigInteger *,
-                                    const TEVRA_BigInteger *);
-using GmpOp = void (*)(mpz_ptr, mpz_srcptr, mpz_srcptr);
-
 TEST_F(BigIntegerTest, ArithmeticMatchesGmp) {
-    const struct {
-        const char *name;
-        BinaryOp ours;
-        GmpOp gmp;
-    } binary[] = {{"add", tevra_biginteger_add, mpz_add},
-                  {"sub", tevra_biginteger_sub, mpz_sub},
-                  {"mul", tevra_biginteger_mul, mpz_mul},
-                  {"gcd", tevra_biginteger_gcd, mpz_gcd},
-                  {"lcm", tevra_biginteger_lcm, mpz_lcm}};
-    // (a op b) mod m for the modular forms.
-    const struct {
-        const char *name;
-        ModOp ours;
-        GmpOp gmp;
-    } modular[] = {{"addmod", tevra_biginteger_addmod, mpz_add},
-                   {"submod", tevra_biginteger_submod, mpz_sub},
-                   {"mulmod", tevra_biginteger_mulmod, mpz_mul}};
     RandomOperands rnd;
     Mpz a, b, m, want, want2;
     for (int i = 0; i < 300; ++i) {
@@ -290,7 +289,7 @@ TEST_F(BigIntegerTest, ArithmeticMatchesGmp) {
         ASSERT_TRUE(x && y && mod);
         SCOPED_TRACE("a=" + text(a.v) + " b=" + text(b.v) + " m=" + text(m.v));
 
-        for (const auto &op : binary) {
+        for (const auto &op : kBinary) {
             op.gmp(want.v, a.v, b.v);
             EXPECT_EQ(take(op.ours(x.get(), y.get())), text(want.v)) << op.name;
         }
@@ -311,7 +310,7 @@ TEST_F(BigIntegerTest, ArithmeticMatchesGmp) {
             continue;
         mpz_mod(want.v, a.v, m.v);
         EXPECT_EQ(take(tevra_biginteger_mod(x.get(), mod.get())), text(want.v));
-        for (const auto &op : modular) {
+        for (const auto &op : kModular) {
             op.gmp(want.v, a.v, b.v);
             mpz_mod(want.v, want.v, m.v);
             EXPECT_EQ(take(op.ours(x.get(), y.get(), mod.get())), text(want.v)) << op.name;
@@ -391,14 +390,16 @@ TEST_F(BigIntegerTest, PrimalityTests) {
         const char *n;
         int prime;
     } cases[] = {
+        // 561 is a Carmichael number, 3825123056546413051 a strong pseudoprime
+        // to the first nine prime bases, the long ones 2^127 - 1 and 2^127 + 1.
         {"2", 1},
         {"3", 1},
-        {"561", 0}, // Carmichael number
+        {"561", 0},
         {"0", 0},
         {"1", 0},
-        {"170141183460469231731687303715884105727", 1}, // 2^127 - 1
+        {"3825123056546413051", 0},
+        {"170141183460469231731687303715884105727", 1},
         {"170141183460469231731687303715884105729", 0},
-        {"3825123056546413051", 0}, // strong pseudoprime to the first nine prime bases
     };
     for (const auto &c : cases) {
         Big n = dec(c.n);

@@ -120,7 +120,7 @@ TEST_F(ErrCtx, CopyCleanAndNullArguments) {
     tevra_err_ctx_free(nullptr);
 }
 
-TEST(ErrorTables, TextsAndUnknownCodes) {
+TEST(ErrorTables, TextsUnknownCodesAndNoMemory) {
     EXPECT_STREQ(tevra_igetGeneralError(0x10000), "Out Of Memory");
     EXPECT_STREQ(tevra_igetGeneralError(0x10004), "unexcpeted error");
     EXPECT_STREQ(tevra_igetGeneralError(0x10005), "");
@@ -130,9 +130,6 @@ TEST(ErrorTables, TextsAndUnknownCodes) {
     EXPECT_STREQ(tevra_igetStreamError(0x1011B), "wirte pos and read pos are difference");
     EXPECT_STREQ(tevra_igetStreamError(0x1011C), "");
     EXPECT_STREQ(tevra_igetStreamError(0x10000), "");
-}
-
-TEST(ErrorTables, NewContextFailsCleanlyWithoutMemory) {
     tevra_test::fail_allocations_after(0);
     EXPECT_EQ(tevra_err_ctx_new(), nullptr);
     tevra_test::fail_allocations_after(-1);

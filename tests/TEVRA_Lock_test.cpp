@@ -23,7 +23,7 @@ bool eventually(const std::atomic<bool> &flag) {
 
 } // namespace
 
-TEST_F(Lock, RecursiveLockExcludesOtherThreads) {
+TEST_F(Lock, RecursiveLockExcludesOtherThreadsAndProtectsACounter) {
     TEVRA_Lock *lock = tevra_lock_new();
     ASSERT_NE(lock, nullptr);
     EXPECT_EQ(tevra_lock_lock(lock), 1);
@@ -39,15 +39,6 @@ TEST_F(Lock, RecursiveLockExcludesOtherThreads) {
         tevra_lock_unlock(lock);
     }).join();
     EXPECT_EQ(other, 1);
-    tevra_lock_free(lock);
-    tevra_lock_free(nullptr);
-    EXPECT_EQ(tevra_lock_lock(nullptr), 0);
-    EXPECT_EQ(tevra_lock_unlock(nullptr), 0);
-    EXPECT_EQ(tevra_lock_trylock(nullptr), 0);
-}
-
-TEST_F(Lock, LockProtectsACounter) {
-    TEVRA_Lock *lock = tevra_lock_new();
     long counter = 0;
     auto work = [&] {
         for (int i = 0; i < 20000; ++i) {
@@ -61,6 +52,10 @@ TEST_F(Lock, LockProtectsACounter) {
     b.join();
     EXPECT_EQ(counter, 40000);
     tevra_lock_free(lock);
+    tevra_lock_free(nullptr);
+    EXPECT_EQ(tevra_lock_lock(nullptr), 0);
+    EXPECT_EQ(tevra_lock_unlock(nullptr), 0);
+    EXPECT_EQ(tevra_lock_trylock(nullptr), 0);
 }
 
 TEST_F(Lock, ReaderGetsInWhileAWriterWaits) {
@@ -100,6 +95,11 @@ TEST_F(Lock, WriterExcludesReadersUntilUnlock) {
     EXPECT_TRUE(eventually(reader_in));
     reader.join();
     tevra_rwlock_free(rw);
+    EXPECT_EQ(tevra_rwlock_readerlock(nullptr), 0);
+    EXPECT_EQ(tevra_rwlock_readerunlock(nullptr), 0);
+    EXPECT_EQ(tevra_rwlock_writerlock(nullptr), 0);
+    EXPECT_EQ(tevra_rwlock_writerunlock(nullptr), 0);
+    tevra_rwlock_free(nullptr);
 }
 
 TEST_F(Lock, OnceAReaderWaitedWriterUnlockWakesOnlyReaders) {
@@ -135,14 +135,6 @@ TEST_F(Lock, OnceAReaderWaitedWriterUnlockWakesOnlyReaders) {
     EXPECT_TRUE(eventually(second_in));
     second.join();
     tevra_rwlock_free(rw);
-}
-
-TEST_F(Lock, RWLockNullArguments) {
-    EXPECT_EQ(tevra_rwlock_readerlock(nullptr), 0);
-    EXPECT_EQ(tevra_rwlock_readerunlock(nullptr), 0);
-    EXPECT_EQ(tevra_rwlock_writerlock(nullptr), 0);
-    EXPECT_EQ(tevra_rwlock_writerunlock(nullptr), 0);
-    tevra_rwlock_free(nullptr);
 }
 
 TEST_F(Lock, Atomics) {
