@@ -155,6 +155,67 @@ inline std::uint32_t load_le32(const unsigned char *p) {
            static_cast<std::uint32_t>(p[2]) << 16 | static_cast<std::uint32_t>(p[3]) << 24;
 }
 
+#if defined(TEVRA_SSSE3_BLOCKS)
+// Runs of characters are transcoded with byte shuffles when the processor
+// has them; the check runs once.
+bool have_ssse3() {
+#if defined(__SSSE3__)
+    return true;
+#else
+    static const bool yes = (__builtin_cpu_init(), __builtin_cpu_supports("ssse3") != 0);
+    return yes;
+#endif
+}
+
+// Decodes a run of three-byte sequences five at a time (15 of 16 bytes
+// loaded) while at least 16 bytes are left, stopping after the first block
+// that holds anything else or a sequence that is overlong or a surrogate.
+// Stores eight units per block, within kDecodeSlack. Returns the units
+// written, three bytes each.
+__attribute__((target("ssse3"))) long decode_three_byte_run(const unsigned char *p, long n,
+                                                            unsigned short *o) {
+    // Lanes 0-4: lead byte low, middle byte high; and the last bytes.
+    const __m128i take_lead_mid =
+        _mm_setr_epi8(0, 1, 3, 4, 6, 7, 9, 10, 12, 13, -1, -1, -1, -1, -1, -1);
+    const __m128i take_last =
+        _mm_setr_epi8(2, -1, 5, -1, 8, -1, 11, -1, 14, -1, -1, -1, -1, -1, -1, -1);
+    const __m128i form_mask = _mm_set1_epi16(static_cast<short>(0xC0F0));
+    const __m128i form = _mm_set1_epi16(static_cast<short>(0x80E0));
+    const __m128i cont_mask = _mm_set1_epi16(0xC0);
+    const __m128i cont = _mm_set1_epi16(0x80);
+    const __m128i low4 = _mm_set1_epi16(0x0F);
+    const __m128i mid6 = _mm_set1_epi16(0x3F00);
+    const __m128i low6 = _mm_set1_epi16(0x3F);
+    const __m128i top5 = _mm_set1_epi16(static_cast<short>(0xF800));
+    const __m128i surrogate = _mm_set1_epi16(static_cast<short>(0xD800));
+    const __m128i zero = _mm_setzero_si128();
+    long units = 0;
+    while (n - 3 * units >= 16) {
+        __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + 3 * units));
+        __m128i lead_mid = _mm_shuffle_epi8(v, take_lead_mid);
+        __m128i last = _mm_shuffle_epi8(v, take_last);
+        __m128i c = _mm_or_si128(_mm_or_si128(_mm_slli_epi16(_mm_and_si128(lead_mid, low4), 12),
+                                              _mm_srli_epi16(_mm_and_si128(lead_mid, mid6), 2)),
+                                 _mm_and_si128(last, low6));
+        __m128i top = _mm_and_si128(c, top5);
+        __m128i good = _mm_andnot_si128(
+            _mm_or_si128(_mm_cmpeq_epi16(top, zero), _mm_cmpeq_epi16(top, surrogate)),
+            _mm_and_si128(_mm_cmpeq_epi16(_mm_and_si128(lead_mid, form_mask), form),
+                          _mm_cmpeq_epi16(_mm_and_si128(last, cont_mask), cont)));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(o + units), c);
+        // Lanes 5-7 never qualify. The whole-block case advances by a
+        // constant so the next load need not wait for this block's checks.
+        unsigned int ok = static_cast<unsigned int>(_mm_movemask_epi8(good)) & 0x3FF;
+        if (ok != 0x3FF) {
+            units += __builtin_ctz(~ok) / 2;
+            break;
+        }
+        units += 5;
+    }
+    return units;
+}
+#endif
+
 // Decodes and validates n bytes into out, which has room for every unit
 // measure_utf8 counted plus kDecodeSlack. Returns the units written, or -1
 // when the input is not well-formed UTF-8.
@@ -191,6 +252,15 @@ long decode_utf8(const unsigned char *p, long n, unsigned short *out) {
             *o++ = static_cast<unsigned short>(w & 0x7F);
             ++p;
         } else if ((w & 0xC0C0F0) == 0x8080E0) {
+#if defined(TEVRA_SSSE3_BLOCKS)
+            if (end - p >= 16 && have_ssse3()) {
+                long k = decode_three_byte_run(p, end - p, o);
+                p += 3 * k;
+                o += k;
+                if (k > 0)
+                    continue;
+            }
+#endif
             std::uint32_t v = ((w & 0x0F) << 12) | ((w >> 2) & 0xFC0) | ((w >> 16) & 0x3F);
             if (v < 0x800 || is_surrogate(v))
                 return -1;
@@ -353,17 +423,6 @@ long encode_units(const unsigned short *u, long n, long i, long stop, unsigned c
 }
 
 #if defined(TEVRA_SSSE3_BLOCKS)
-// Blocks of eight units are encoded with byte shuffles when the processor
-// has them; the check runs once.
-bool have_ssse3() {
-#if defined(__SSSE3__)
-    return true;
-#else
-    static const bool yes = (__builtin_cpu_init(), __builtin_cpu_supports("ssse3") != 0);
-    return yes;
-#endif
-}
-
 // Shuffle patterns that gather the bytes a block keeps from the lanes its
 // units were spread over, and how many bytes that makes.
 struct alignas(16) PackTable {
@@ -454,11 +513,16 @@ __attribute__((target("ssse3"))) long encode_blocks(const unsigned short *u, lon
 
     unsigned char *o = out;
     long i = 0;
+    // Set when the block before ended on a high half: its two bytes are out
+    // and this block must begin with the low half.
+    bool pending = false;
     while (n - i >= kBlockUnits) {
         __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(u + i));
         __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i *>(u + i + 8));
         if (_mm_movemask_epi8(
                 _mm_cmpeq_epi16(_mm_and_si128(_mm_or_si128(v, w), not_ascii), zero)) == 0xFFFF) {
+            if (pending)
+                return -1;
             _mm_storeu_si128(reinterpret_cast<__m128i *>(o), _mm_packus_epi16(v, w));
             i += 16;
             o += 16;
@@ -473,6 +537,8 @@ __attribute__((target("ssse3"))) long encode_blocks(const unsigned short *u, lon
         __m128i trail = _mm_or_si128(_mm_and_si128(v, low6), cont);
         __m128i sur = _mm_cmpeq_epi16(_mm_and_si128(v, top5), high);
         if (_mm_movemask_epi8(sur) == 0) {
+            if (pending)
+                return -1;
             if ((wide >> 8) == 0) {
                 // One or two bytes each: lead byte low, trail byte high.
                 __m128i two = _mm_or_si128(_mm_or_si128(_mm_srli_epi16(v, 6), lead2),
@@ -510,10 +576,18 @@ __attribute__((target("ssse3"))) long encode_blocks(const unsigned short *u, lon
         unsigned int halves =
             static_cast<unsigned int>(_mm_movemask_epi8(_mm_packs_epi16(is_high, is_low)));
         unsigned int highs = halves & 0xFF, lows = halves >> 8;
-        if ((((~wide >> 8) & 0xFF) | highs | lows) != 0xFF || lows != ((highs << 1) & 0xFF)) {
+        if ((((~wide >> 8) & 0xFF) | highs | lows) != 0xFF ||
+            lows != (((highs << 1) | (pending ? 1u : 0u)) & 0xFF)) {
             // A three-byte unit among surrogates, or a half out of place:
-            // one character at a time, which also finds the faults.
-            i = encode_units(u, n, i, i + 8, o);
+            // one character at a time from the pending high half, which
+            // also finds the faults.
+            long stop = i + 8;
+            if (pending) {
+                --i;
+                o -= 2;
+                pending = false;
+            }
+            i = encode_units(u, n, i, stop, o);
             if (i < 0)
                 return -1;
             continue;
@@ -524,7 +598,8 @@ __attribute__((target("ssse3"))) long encode_blocks(const unsigned short *u, lon
             _mm_or_si128(_mm_srli_epi16(top, 8), lead4),
             _mm_slli_epi16(_mm_or_si128(_mm_and_si128(_mm_srli_epi16(top, 2), low6), cont), 8));
         // The low half's first byte takes two bits from the high half before it.
-        __m128i before = _mm_slli_si128(v, 2);
+        __m128i before = i > 0 ? _mm_loadu_si128(reinterpret_cast<const __m128i *>(u + i - 1))
+                               : _mm_slli_si128(v, 2);
         __m128i low_bytes =
             _mm_or_si128(_mm_or_si128(_mm_slli_epi16(_mm_and_si128(before, low2), 4),
                                       _mm_and_si128(_mm_srli_epi16(v, 6), low4)),
@@ -534,10 +609,16 @@ __attribute__((target("ssse3"))) long encode_blocks(const unsigned short *u, lon
         __m128i lanes = select(one, v, select(is_high, high_bytes, select(is_low, low_bytes, two)));
         unsigned int index = wide & 0xFF;
         _mm_storeu_si128(reinterpret_cast<__m128i *>(o), pack(lanes, kPackTwo, index));
-        // A high half in the last lane is left for the next block.
-        unsigned int carry = highs >> 7;
-        o += kPackTwo.length[index] - 2 * carry;
-        i += 8 - carry;
+        // Advancing by a whole block whatever it held keeps the next load
+        // independent of this block's contents.
+        o += kPackTwo.length[index];
+        i += 8;
+        pending = (highs & 0x80) != 0;
+    }
+    if (pending) {
+        // The pair across the end is redone one character at a time.
+        --i;
+        o -= 2;
     }
     out = o;
     return i;
