@@ -98,8 +98,7 @@ int filter_io_checks(const TEVRA_Stream *stream, const FilterChecks &checks, con
     if (n < 0)
         return report(ctx, file, line, TEVRA_ERR_BAD_LENGTH);
     if (n == 0) {
-        if (count != nullptr)
-            *count = 0;
+        set_count(count, 0);
         return 1;
     }
     if (stream->next == nullptr)

@@ -598,6 +598,24 @@ struct Chain {
     ~Chain() { tevra_stream_freeall(top); }
 };
 
+// Puts a new Base64 filter over bottom (a new stream, NULL when making it
+// failed) and hands both to chain. The filter, or NULL.
+TEVRA_Stream *base64_over(Chain &chain, TEVRA_Stream *bottom, unsigned int encode_flags,
+                          unsigned int decode_flags) {
+    if (bottom == nullptr)
+        return nullptr;
+    chain.top = bottom;
+    TEVRA_Stream *filter = tevra_stream_new_base64(encode_flags, 64, decode_flags, nullptr);
+    if (filter == nullptr)
+        return nullptr;
+    if (tevra_stream_push(filter, bottom) != 1) {
+        tevra_stream_free(filter);
+        return nullptr;
+    }
+    chain.top = filter;
+    return filter;
+}
+
 // Position of the first occurrence of needle in text[from, length), or -1.
 long find(const unsigned char *text, long length, long from, const char *needle) {
     long k = static_cast<long>(std::strlen(needle));
@@ -668,17 +686,9 @@ TEVRA_API int tevra_base64encode(unsigned int flags, const unsigned char *data, 
         capacity = 2 * length;
     Chain chain;
     TEVRA_Stream *mem = tevra_stream_new_mem(capacity, nullptr);
-    if (mem == nullptr)
-        return 0;
-    chain.top = mem;
-    TEVRA_Stream *filter = tevra_stream_new_base64(flags, 64, 2, nullptr);
+    TEVRA_Stream *filter = base64_over(chain, mem, flags, 2);
     if (filter == nullptr)
         return 0;
-    if (tevra_stream_push(filter, mem) != 1) {
-        tevra_stream_free(filter);
-        return 0;
-    }
-    chain.top = filter;
     static const unsigned char kZero = 0;
     unsigned char *out = nullptr;
     long out_length = 0;
@@ -697,18 +707,10 @@ TEVRA_API int tevra_base64decode(unsigned int flags, const unsigned char *text, 
     if (text == nullptr || data == nullptr || data_length == nullptr || length < 1)
         return 0;
     Chain chain;
-    TEVRA_Stream *source = tevra_stream_new_romem(text, length, 0, nullptr);
-    if (source == nullptr)
-        return 0;
-    chain.top = source;
-    TEVRA_Stream *filter = tevra_stream_new_base64(2, 64, flags, nullptr);
+    TEVRA_Stream *filter =
+        base64_over(chain, tevra_stream_new_romem(text, length, 0, nullptr), 2, flags);
     if (filter == nullptr)
         return 0;
-    if (tevra_stream_push(filter, source) != 1) {
-        tevra_stream_free(filter);
-        return 0;
-    }
-    chain.top = filter;
     Chain output;
     output.top = tevra_stream_new_mem(length / 4 * 3, nullptr);
     if (output.top == nullptr)

@@ -28,11 +28,6 @@ int file_ctrl(TEVRA_Stream *stream, long code, void *argument, TEVRA_ErrCtx *ctx
 
 const TEVRA_StreamMethod file_method = {file_read, file_write, file_destroy, file_ctrl};
 
-void set_count(long *count, long value) {
-    if (count != nullptr)
-        *count = value;
-}
-
 int entry_state(TEVRA_Stream *stream, FileStreamState **out, TEVRA_ErrCtx *ctx, int line) {
     if (stream == nullptr)
         return report(ctx, kFile, line, TEVRA_ERR_NULL_POINT);

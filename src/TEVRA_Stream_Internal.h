@@ -38,6 +38,12 @@ inline int report(TEVRA_ErrCtx *ctx, const char *file, int line, unsigned int co
     return report_text(ctx, file, line, code, error_text(code));
 }
 
+// Stores a read or write count where the caller asked for one.
+inline void set_count(long *count, long value) {
+    if (count != nullptr)
+        *count = value;
+}
+
 // A new unlinked stream record over private state `data` (which the caller
 // still owns if this fails). NULL when the allocation fails; pushes nothing.
 TEVRA_Stream *stream_new(const TEVRA_StreamMethod *method, unsigned int type, void *data,

@@ -21,11 +21,6 @@ int mem_ctrl(TEVRA_Stream *stream, long code, void *argument, TEVRA_ErrCtx *ctx)
 
 const TEVRA_StreamMethod mem_method = {mem_read, mem_write, mem_destroy, mem_ctrl};
 
-void set_count(long *count, long value) {
-    if (count != nullptr)
-        *count = value;
-}
-
 // a + b + c rounded up to a multiple of 8, or -1 when that overflows.
 long grown_capacity(long a, long b, long c) {
     long sum = 0;

@@ -77,6 +77,26 @@ bool pump(TEVRA_Stream *from, TEVRA_Stream *to, std::string &error) {
     return true;
 }
 
+bool push_filter(StreamPtr &chain, TEVRA_Stream *filter) {
+    if (filter == nullptr || tevra_stream_push(filter, chain.get()) != 1) {
+        tevra_stream_free(filter);
+        return false;
+    }
+    chain.release();
+    chain.reset(filter);
+    return true;
+}
+
+TEVRA_Stream *collect_through(TEVRA_Stream *filter, TEVRA_Stream **mem, TEVRA_ErrCtx &ctx) {
+    StreamPtr chain(tevra_stream_new_mem(0, &ctx));
+    if (!chain) {
+        tevra_stream_free(filter);
+        return nullptr;
+    }
+    *mem = chain.get();
+    return push_filter(chain, filter) ? chain.release() : nullptr;
+}
+
 bool copy_to_output(TEVRA_Stream *from, std::string &error) {
     StreamPtr out(open_output(error));
     bool ok = out && pump(from, out.get(), error);

@@ -6,9 +6,8 @@
 //     cli::StreamPtr in(cli::open_input(path, error));
 //     cli::StreamPtr out(cli::open_output(error));
 //     if (!in || !out) return cli::fail(error);
-//     TEVRA_Stream *hex = tevra_stream_new_hex(0, nullptr);
-//     if (tevra_stream_push(hex, out.get()) != 1) ...  // `out` now frees hex too
-//     if (!cli::pump(in.get(), hex, error)) return cli::fail(error);
+//     if (!cli::push_filter(out, tevra_stream_new_hex(0, nullptr))) ...
+//     if (!cli::pump(in.get(), out.get(), error)) return cli::fail(error);
 // Decoding puts the filter on `in` instead and pumps from the filter into
 // `out` (or calls copy_to_output(filter, error)).
 #ifndef TEVRA_CLI_IO_H
@@ -47,6 +46,17 @@ void sync_output();
 // description of the failure in error; a read that fails before the source
 // reports its end is a failure.
 bool pump(TEVRA_Stream *from, TEVRA_Stream *to, std::string &error);
+
+// Pushes filter, a new stream (NULL when making it failed), on top of chain,
+// which then releases it with the rest. When filter is NULL or cannot be
+// pushed, releases it and returns false; chain is left as it was.
+bool push_filter(StreamPtr &chain, TEVRA_Stream *filter);
+
+// A chain of filter (a new stream, NULL when making it failed) over a new
+// memory stream that collects what is written through it, which *mem
+// receives. NULL when anything fails, with the newest entry of ctx saying why
+// (filter is released then).
+TEVRA_Stream *collect_through(TEVRA_Stream *filter, TEVRA_Stream **mem, TEVRA_ErrCtx &ctx);
 
 // pump() into a fresh standard-output stream, released afterwards.
 bool copy_to_output(TEVRA_Stream *from, std::string &error);

@@ -33,17 +33,9 @@ struct Settings {
     std::string path;
 };
 
-bool parse(const std::vector<std::string> &args, Settings &s, std::string &error) {
-    codec::Arguments a;
-    if (!codec::split(args, {"--line", "--eol"}, a, error))
+bool parse(const codec::Arguments &a, Settings &s, std::string &error) {
+    if (!codec::operation(a, "base64", s.encode, error))
         return false;
-    if (a.operation == "encode" || a.operation == "decode") {
-        s.encode = a.operation == "encode";
-    } else {
-        error = a.operation.empty() ? "base64 needs 'encode' or 'decode'"
-                                    : "unknown base64 operation '" + a.operation + "'";
-        return false;
-    }
     for (const auto &[name, value] : a.options) {
         if (name == "--url") {
             s.options |= TEVRA_BASE64_URL_SAFE;
@@ -77,13 +69,7 @@ bool parse(const std::vector<std::string> &args, Settings &s, std::string &error
             return false;
         }
     }
-    if (a.positional.size() > 1) {
-        error = "base64 takes at most one file";
-        return false;
-    }
-    if (!a.positional.empty())
-        s.path = a.positional[0];
-    return true;
+    return codec::single_file(a, "base64", s.path, error);
 }
 
 int encode(const Settings &s) {
@@ -92,18 +78,12 @@ int encode(const Settings &s) {
     if (!in)
         return fail(error);
     TEVRA_ErrCtx ctx{};
-    StreamPtr chain(tevra_stream_new_mem(0, &ctx));
+    TEVRA_Stream *mem = nullptr;
+    StreamPtr chain(collect_through(
+        tevra_stream_new_base64(s.eol | s.options, s.line, TEVRA_BASE64_CRLF, &ctx), &mem, ctx));
     if (!chain)
         return fail(describe(ctx));
-    TEVRA_Stream *mem = chain.get();
-    TEVRA_Stream *b64 = tevra_stream_new_base64(s.eol | s.options, s.line, TEVRA_BASE64_CRLF, &ctx);
-    if (b64 == nullptr || tevra_stream_push(b64, mem) != 1) {
-        tevra_stream_free(b64);
-        return fail(describe(ctx));
-    }
-    chain.release();
-    chain.reset(b64);
-    if (!pump(in.get(), b64, error))
+    if (!pump(in.get(), chain.get(), error))
         return fail(error);
     unsigned char *text = nullptr;
     long length = 0;
@@ -129,14 +109,10 @@ int decode(const Settings &s) {
     if (!chain)
         return fail(error);
     TEVRA_ErrCtx ctx{};
-    TEVRA_Stream *b64 =
-        tevra_stream_new_base64(TEVRA_BASE64_CRLF, 64, s.decode_mode | s.options, &ctx);
-    if (b64 == nullptr || tevra_stream_push(b64, chain.get()) != 1) {
-        tevra_stream_free(b64);
+    if (!push_filter(
+            chain, tevra_stream_new_base64(TEVRA_BASE64_CRLF, 64, s.decode_mode | s.options, &ctx)))
         return fail(describe(ctx));
-    }
-    chain.release();
-    chain.reset(b64);
+    TEVRA_Stream *b64 = chain.get();
     // Collected first, so that bad input writes nothing but the error.
     StreamPtr out(tevra_stream_new_mem(0, &ctx));
     if (!out)
@@ -162,22 +138,21 @@ int decode(const Settings &s) {
         return fail("invalid Base64 input: " + (ctx.next == ctx.start
                                                     ? std::string("incomplete final group")
                                                     : describe(ctx)));
-    tevra_stream_ctrl(out.get(), TEVRA_STREAM_CTRL_RESET, nullptr, nullptr);
-    if (!copy_to_output(out.get(), error))
+    return codec::emit_stream(out.get(), error) ? 0 : fail(error);
+}
+
+int base64(const codec::Arguments &a) {
+    Settings s;
+    std::string error;
+    if (!parse(a, s, error))
         return fail(error);
-    return 0;
+    return s.encode ? encode(s) : decode(s);
 }
 
 } // namespace
 
 int cmd_base64(const std::vector<std::string> &args) {
-    if (wants_help(args))
-        return usage(kUsage);
-    Settings s;
-    std::string error;
-    if (!parse(args, s, error))
-        return fail(error);
-    return s.encode ? encode(s) : decode(s);
+    return codec::run(args, kUsage, {"--line", "--eol"}, base64);
 }
 
 } // namespace cli

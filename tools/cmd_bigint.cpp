@@ -105,31 +105,32 @@ bool print_number(const TEVRA_BigInteger *n) {
     return std::fflush(stdout) == 0;
 }
 
-// Fills buf from the kernel's random source; 1 on success.
-int system_random(void *, unsigned char *buf, long len) {
-    long done = 0;
+// Calls read_some(at, size) until buf holds len bytes, done of which it
+// already held, retrying interrupted calls. Returns the bytes it then holds.
+template <class ReadSome> long gather(unsigned char *buf, long len, long done, ReadSome read_some) {
     while (done < len) {
-        ssize_t got = getrandom(buf + done, static_cast<size_t>(len - done), 0);
+        ssize_t got = read_some(buf + done, static_cast<size_t>(len - done));
         if (got < 0 && errno == EINTR)
             continue;
         if (got <= 0)
             break;
         done += got;
     }
+    return done;
+}
+
+// Fills buf from the kernel's random source; 1 on success.
+int system_random(void *, unsigned char *buf, long len) {
+    long done =
+        gather(buf, len, 0, [](unsigned char *at, size_t size) { return getrandom(at, size, 0); });
     if (done == len)
         return 1;
     // Older kernels lack getrandom; the device gives the same bytes.
     int fd = open("/dev/urandom", O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return 0;
-    while (done < len) {
-        ssize_t got = read(fd, buf + done, static_cast<size_t>(len - done));
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
-            break;
-        done += got;
-    }
+    done =
+        gather(buf, len, done, [fd](unsigned char *at, size_t size) { return read(fd, at, size); });
     close(fd);
     return done == len ? 1 : 0;
 }
@@ -168,17 +169,31 @@ int run_prime(const std::vector<std::string> &args) {
     return print_number(p.get()) ? 0 : fail("cannot print the result");
 }
 
+TEVRA_BigInteger *quotient(const TEVRA_BigInteger *a, const TEVRA_BigInteger *b) {
+    return tevra_biginteger_div(a, b, nullptr);
+}
+
+// The operations of eval that take two numbers.
+struct BinaryOp {
+    const char *name;
+    TEVRA_BigInteger *(*apply)(const TEVRA_BigInteger *, const TEVRA_BigInteger *);
+};
+
+const BinaryOp kBinary[] = {{"add", tevra_biginteger_add}, {"sub", tevra_biginteger_sub},
+                            {"mul", tevra_biginteger_mul}, {"div", quotient},
+                            {"mod", tevra_biginteger_mod}, {"gcd", tevra_biginteger_gcd},
+                            {"lcm", tevra_biginteger_lcm}, {"invmod", tevra_biginteger_invmod}};
+
 int run_eval(const std::vector<std::string> &args) {
     if (args.size() < 2)
         return fail("bigint eval needs OP A B [M]");
     const std::string &op = args[1];
     const bool ternary = op == "powmod";
-    static const char *const kBinary[] = {"add", "sub", "mul", "div",
-                                          "mod", "gcd", "lcm", "invmod"};
-    bool known = ternary;
-    for (const char *name : kBinary)
-        known = known || op == name;
-    if (!known)
+    const BinaryOp *binary = nullptr;
+    for (const BinaryOp &candidate : kBinary)
+        if (op == candidate.name)
+            binary = &candidate;
+    if (!ternary && binary == nullptr)
         return fail("bigint eval: unknown operation '" + op + "'");
     size_t want = ternary ? 5 : 4;
     if (args.size() != want)
@@ -197,25 +212,7 @@ int run_eval(const std::vector<std::string> &args) {
     if (ternary && tevra_biginteger_getsign(v[2].get()) == 0)
         return fail("modulus must not be zero");
 
-    Big r;
-    if (op == "add")
-        r.reset(tevra_biginteger_add(a, b));
-    else if (op == "sub")
-        r.reset(tevra_biginteger_sub(a, b));
-    else if (op == "mul")
-        r.reset(tevra_biginteger_mul(a, b));
-    else if (op == "div")
-        r.reset(tevra_biginteger_div(a, b, nullptr));
-    else if (op == "mod")
-        r.reset(tevra_biginteger_mod(a, b));
-    else if (op == "gcd")
-        r.reset(tevra_biginteger_gcd(a, b));
-    else if (op == "lcm")
-        r.reset(tevra_biginteger_lcm(a, b));
-    else if (op == "invmod")
-        r.reset(tevra_biginteger_invmod(a, b));
-    else
-        r.reset(tevra_biginteger_expmod(a, b, v[2].get()));
+    Big r(ternary ? tevra_biginteger_expmod(a, b, v[2].get()) : binary->apply(a, b));
     if (!r) {
         if (op == "invmod" || op == "powmod")
             return fail("no inverse: the base and the modulus are not coprime");

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "TEVRA_Util.h"
+#include "cli.h"
 #include "cli_io.h"
 
 namespace cli::codec {
@@ -34,6 +35,37 @@ bool split(const std::vector<std::string> &args, const std::vector<std::string> 
     return true;
 }
 
+int run(const std::vector<std::string> &args, const char *usage_text,
+        const std::vector<std::string> &takes_value, int (*body)(const Arguments &)) {
+    if (wants_help(args))
+        return usage(usage_text);
+    Arguments a;
+    std::string error;
+    if (!split(args, takes_value, a, error))
+        return fail(error);
+    return body(a);
+}
+
+bool operation(const Arguments &a, const char *command, bool &encode, std::string &error) {
+    if (a.operation == "encode" || a.operation == "decode") {
+        encode = a.operation == "encode";
+        return true;
+    }
+    error = a.operation.empty()
+                ? std::string(command) + " needs 'encode' or 'decode'"
+                : "unknown " + std::string(command) + " operation '" + a.operation + "'";
+    return false;
+}
+
+bool single_file(const Arguments &a, const char *command, std::string &path, std::string &error) {
+    if (a.positional.size() > 1) {
+        error = std::string(command) + " takes at most one file";
+        return false;
+    }
+    path = a.positional.empty() ? std::string() : a.positional[0];
+    return true;
+}
+
 bool slurp(const std::string &path, std::string &bytes, std::string &error) {
     StreamPtr mem(read_all(path, error));
     if (!mem)
@@ -57,6 +89,11 @@ bool emit(const void *bytes, long length, std::string &error) {
         return false;
     }
     return copy_to_output(in.get(), error);
+}
+
+bool emit_stream(TEVRA_Stream *mem, std::string &error) {
+    tevra_stream_ctrl(mem, TEVRA_STREAM_CTRL_RESET, nullptr, nullptr);
+    return copy_to_output(mem, error);
 }
 
 } // namespace cli::codec

@@ -22,11 +22,28 @@ struct Arguments {
 bool split(const std::vector<std::string> &args, const std::vector<std::string> &takes_value,
            Arguments &out, std::string &error);
 
+// Runs a codec subcommand: prints usage_text when asked for help, otherwise
+// splits args (the options in takes_value take a value) and returns body's
+// exit status; a bad split fails with its message.
+int run(const std::vector<std::string> &args, const char *usage_text,
+        const std::vector<std::string> &takes_value, int (*body)(const Arguments &));
+
+// Sets encode for the operation "encode", clears it for "decode"; false with
+// a message in error for a missing or other operation.
+bool operation(const Arguments &a, const char *command, bool &encode, std::string &error);
+
+// The file named by the only positional word, "" (standard input) without
+// one; false with a message in error when there are more.
+bool single_file(const Arguments &a, const char *command, std::string &path, std::string &error);
+
 // The whole input at path ("-" or empty: standard input) as bytes.
 bool slurp(const std::string &path, std::string &bytes, std::string &error);
 
 // Writes bytes to standard output through a file stream.
 bool emit(const void *bytes, long length, std::string &error);
+
+// Writes everything a memory stream holds, from its start, to standard output.
+bool emit_stream(TEVRA_Stream *mem, std::string &error);
 
 } // namespace cli::codec
 

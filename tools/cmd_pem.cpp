@@ -15,21 +15,13 @@ const char kUsage[] = "usage: tevra pem encode|decode LABEL [FILE]\n"
                       "\"-----BEGIN LABEL-----\" ... \"-----END LABEL-----\"; decode checks the\n"
                       "block's label and writes the decoded bytes.\n";
 
-} // namespace
-
-int cmd_pem(const std::vector<std::string> &args) {
-    if (wants_help(args))
-        return usage(kUsage);
-    codec::Arguments a;
-    std::string error;
-    if (!codec::split(args, {}, a, error))
-        return fail(error);
+int pem(const codec::Arguments &a) {
     if (!a.options.empty())
         return fail("unknown option '" + a.options[0].first + "'");
-    bool encode = a.operation == "encode";
-    if (!encode && a.operation != "decode")
-        return fail(a.operation.empty() ? "pem needs 'encode' or 'decode'"
-                                        : "unknown pem operation '" + a.operation + "'");
+    std::string error;
+    bool encode = true;
+    if (!codec::operation(a, "pem", encode, error))
+        return fail(error);
     if (a.positional.empty() || a.positional[0].empty())
         return fail("pem needs a LABEL");
     if (a.positional.size() > 2)
@@ -53,6 +45,12 @@ int cmd_pem(const std::vector<std::string> &args) {
     bool ok = codec::emit(out, out_length, error);
     tevra_free(out);
     return ok ? 0 : fail(error);
+}
+
+} // namespace
+
+int cmd_pem(const std::vector<std::string> &args) {
+    return codec::run(args, kUsage, {}, pem);
 }
 
 } // namespace cli
