@@ -124,32 +124,25 @@ TEST_F(ArrayList, DeleteRangeAndCallbacks) {
     tevra_arraylist_free(list);
 }
 
-TEST_F(ArrayList, FailedCopyKeepsGrownCapacityButNotTheItem) {
+TEST_F(ArrayList, FailedGrowthOrCopyLeavesNoItem) {
     int one = 1;
     TEVRA_ArrayList *list = tevra_arraylist_new(nullptr, nullptr);
     for (int i = 0; i < 16; ++i)
         tevra_arraylist_pushback(list, &one);
-    list->copy_item = failing_copy;
-    EXPECT_EQ(tevra_arraylist_pushback(list, &one), 0);
-    EXPECT_EQ(list->capacity, 32);
-    EXPECT_EQ(tevra_arraylist_count(list), 16);
-    EXPECT_EQ(tevra_arraylist_insert(list, 3, &one), 0);
-    EXPECT_EQ(tevra_arraylist_count(list), 16);
-    EXPECT_EQ(list->items[16], nullptr);
-    tevra_arraylist_free(list);
-}
-
-TEST_F(ArrayList, FailedGrowthLeavesTheListUnchanged) {
-    int one = 1;
-    TEVRA_ArrayList *list = tevra_arraylist_new(nullptr, nullptr);
-    for (int i = 0; i < 16; ++i)
-        tevra_arraylist_pushback(list, &one);
+    // A failed growth leaves the list unchanged.
     tevra_test::fail_allocations_after(0);
     EXPECT_EQ(tevra_arraylist_pushback(list, &one), 0);
     EXPECT_EQ(tevra_arraylist_insert(list, 0, &one), 0);
     tevra_test::fail_allocations_after(-1);
     EXPECT_EQ(list->capacity, 16);
     EXPECT_EQ(tevra_arraylist_count(list), 16);
+    // A failed copy keeps the grown capacity but not the item.
+    list->copy_item = failing_copy;
+    EXPECT_EQ(tevra_arraylist_pushback(list, &one), 0);
+    EXPECT_EQ(list->capacity, 32);
+    EXPECT_EQ(tevra_arraylist_insert(list, 3, &one), 0);
+    EXPECT_EQ(tevra_arraylist_count(list), 16);
+    EXPECT_EQ(list->items[16], nullptr);
     tevra_arraylist_free(list);
     tevra_test::until_allocations_suffice([] {
         TEVRA_ArrayList *l = tevra_arraylist_new(nullptr, nullptr);

@@ -272,29 +272,12 @@ TEST_F(Stream, NullStreamDiscardsAndRefusesReads) {
     });
 }
 
-class ErrCtxOutput : public StreamTest {
-  protected:
-    void SetUp() override {
-        StreamTest::SetUp();
-        out = tevra_stream_new_mem(0, nullptr);
-        ASSERT_NE(out, nullptr);
-    }
-    void TearDown() override {
-        tevra_stream_free(out);
-        StreamTest::TearDown();
-    }
-    std::string written() {
-        tevra_stream_ctrl(out, TEVRA_STREAM_CTRL_RESET, nullptr, nullptr);
-        return drain(out);
-    }
-    TEVRA_Stream *out = nullptr;
+TEST_F(Stream, ErrorListingIsWrittenNewestFirstInPaddedColumns) {
+    TEVRA_Stream *out = tevra_stream_new_mem(0, nullptr);
     TEVRA_ErrCtx listed{};
-};
-
-TEST_F(ErrCtxOutput, ListsNewestFirstInPaddedColumns) {
     unsigned int c = 0;
     EXPECT_EQ(tevra_err_ctx_output(out, &listed, &c), 1);
-    EXPECT_EQ(written(), "No Error\n");
+    EXPECT_EQ(contents(out), "No Error\n");
 
     tevra_err_ctx_put(&listed, "TEVRA_A", 10, 0x10001, "Bad Length");
     tevra_err_ctx_put(&listed, "TEVRA_B", 20, 0x10115, "unsupported ctrl code");
@@ -304,7 +287,7 @@ TEST_F(ErrCtxOutput, ListsNewestFirstInPaddedColumns) {
     std::snprintf(expected, sizeof expected, "0X%08X %512s %64s(%d)\n0X%08X %512s %64s(%d)\n",
                   0x10115, "unsupported ctrl code", "TEVRA_B", 20, 0x10001, "Bad Length", "TEVRA_A",
                   10);
-    EXPECT_EQ(written(), expected);
+    EXPECT_EQ(contents(out), expected);
 
     // Once the ring has wrapped nothing is listed.
     for (int i = 0; i < 31; ++i)
@@ -314,17 +297,16 @@ TEST_F(ErrCtxOutput, ListsNewestFirstInPaddedColumns) {
     EXPECT_EQ(tevra_err_ctx_output(out, &listed, nullptr), 1);
     tevra_stream_ctrl(out, TEVRA_STREAM_CTRL_GET_POS, &length, nullptr);
     EXPECT_EQ(length, 0);
-}
 
-TEST_F(ErrCtxOutput, FailuresReportThroughTheCode) {
-    unsigned int c = 0;
+    // Failures report through the code and leave the listed context alone.
+    listed = TEVRA_ErrCtx{};
     EXPECT_EQ(tevra_err_ctx_output(nullptr, &listed, &c), 0);
     EXPECT_EQ(c, 0x10102u);
     EXPECT_EQ(tevra_err_ctx_output(out, nullptr, &c), 0);
     EXPECT_EQ(c, 0x10002u);
     EXPECT_EQ(tevra_err_ctx_output(out, nullptr, nullptr), 0);
     EXPECT_EQ(tevra_err_ctx_output(nullptr, &listed, nullptr), 0);
-
+    tevra_stream_free(out);
     tevra_err_ctx_put(&listed, "TEVRA_A", 1, 0x10002, "Null Point");
     TEVRA_ErrCtx before = listed;
     TEVRA_Stream *ro = tevra_stream_new_romem(nullptr, 0, 0, nullptr);
