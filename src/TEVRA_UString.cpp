@@ -167,6 +167,85 @@ bool have_ssse3() {
 #endif
 }
 
+// Shuffle patterns that gather the bytes a block keeps from the lanes its
+// units were spread over, and how many bytes that makes.
+struct alignas(16) PackTable {
+    unsigned char shuffle[256][16];
+    unsigned char length[256];
+};
+
+// Eight 16-bit lanes holding the first byte low and the second high; bit k
+// of the index is set when unit k keeps its second byte.
+constexpr PackTable make_pack_two() {
+    PackTable t{};
+    for (int m = 0; m < 256; ++m) {
+        int len = 0;
+        for (int k = 0; k < 8; ++k) {
+            t.shuffle[m][len++] = static_cast<unsigned char>(2 * k);
+            if ((m >> k) & 1)
+                t.shuffle[m][len++] = static_cast<unsigned char>(2 * k + 1);
+        }
+        t.length[m] = static_cast<unsigned char>(len);
+        for (int j = len; j < 16; ++j)
+            t.shuffle[m][j] = 0x80;
+    }
+    return t;
+}
+
+// Four 32-bit lanes holding up to three bytes, lowest first; bit k of the
+// index is set when unit k keeps its second byte, bit k + 4 its third.
+constexpr PackTable make_pack_three() {
+    PackTable t{};
+    for (int m = 0; m < 256; ++m) {
+        int len = 0;
+        for (int k = 0; k < 4; ++k) {
+            t.shuffle[m][len++] = static_cast<unsigned char>(4 * k);
+            if ((m >> k) & 1)
+                t.shuffle[m][len++] = static_cast<unsigned char>(4 * k + 1);
+            if ((m >> (k + 4)) & 1)
+                t.shuffle[m][len++] = static_cast<unsigned char>(4 * k + 2);
+        }
+        t.length[m] = static_cast<unsigned char>(len);
+        for (int j = len; j < 16; ++j)
+            t.shuffle[m][j] = 0x80;
+    }
+    return t;
+}
+
+// Eight 16-bit lanes; bit k of the index is set when lane k is kept.
+constexpr PackTable make_pack_lanes() {
+    PackTable t{};
+    for (int m = 0; m < 256; ++m) {
+        int len = 0;
+        for (int k = 0; k < 8; ++k) {
+            if ((m >> k) & 1) {
+                t.shuffle[m][len++] = static_cast<unsigned char>(2 * k);
+                t.shuffle[m][len++] = static_cast<unsigned char>(2 * k + 1);
+            }
+        }
+        t.length[m] = static_cast<unsigned char>(len / 2);
+        for (int j = len; j < 16; ++j)
+            t.shuffle[m][j] = 0x80;
+    }
+    return t;
+}
+
+constexpr PackTable kPackTwo = make_pack_two();
+constexpr PackTable kPackThree = make_pack_three();
+constexpr PackTable kPackLanes = make_pack_lanes();
+
+// Lanes of yes where mask is set, of no elsewhere.
+inline __m128i select(__m128i mask, __m128i yes, __m128i no) {
+    return _mm_or_si128(_mm_and_si128(mask, yes), _mm_andnot_si128(mask, no));
+}
+
+// The bytes of lanes that pattern index of t keeps, packed from byte 0.
+__attribute__((target("ssse3"))) inline __m128i pack(__m128i lanes, const PackTable &t,
+                                                     unsigned int index) {
+    return _mm_shuffle_epi8(lanes,
+                            _mm_load_si128(reinterpret_cast<const __m128i *>(t.shuffle[index])));
+}
+
 // Decodes a run of three-byte sequences five at a time (15 of 16 bytes
 // loaded) while at least 16 bytes are left, stopping after the first block
 // that holds anything else or a sequence that is overlong or a surrogate.
@@ -214,13 +293,77 @@ __attribute__((target("ssse3"))) long decode_three_byte_run(const unsigned char 
     }
     return units;
 }
+// C2..DF: the leads of well-formed two-byte sequences.
+__attribute__((target("ssse3"))) inline __m128i two_byte_leads(__m128i x) {
+    const __m128i lead = _mm_set1_epi8(static_cast<char>(0xC0));
+    __m128i form = _mm_cmpeq_epi8(_mm_and_si128(x, _mm_set1_epi8(static_cast<char>(0xE0))), lead);
+    __m128i overlong =
+        _mm_cmpeq_epi8(_mm_and_si128(x, _mm_set1_epi8(static_cast<char>(0xFE))), lead);
+    return _mm_andnot_si128(overlong, form);
+}
+
+// Decodes a run of ASCII and two-byte sequences sixteen bytes at a time
+// while at least 16 bytes are left, starting at p inside the input that
+// begins at begin. Every continuation byte yields the unit of the pair it
+// ends and every lead byte nothing, so a pair split across two blocks needs
+// no carrying over. Stops before the first block that holds anything else
+// or a malformed pair, and leaves a pair cut by the stop to the caller.
+// Stores eight units per half block, within kDecodeSlack. Returns the bytes
+// consumed and advances out past the units written.
+__attribute__((target("ssse3"))) long decode_two_byte_run(const unsigned char *begin,
+                                                          const unsigned char *p, long n,
+                                                          unsigned short *&out) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i below80 = _mm_set1_epi8(-1);
+    const __m128i top2 = _mm_set1_epi8(static_cast<char>(0xC0));
+    const __m128i cont = _mm_set1_epi8(static_cast<char>(0x80));
+    const __m128i low5 = _mm_set1_epi16(0x1F);
+    const __m128i low6 = _mm_set1_epi16(0x3F);
+    unsigned short *o = out;
+    long i = 0;
+    while (n - i >= 16) {
+        __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + i));
+        __m128i before = p + i > begin
+                             ? _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + i - 1))
+                             : _mm_slli_si128(v, 1);
+        __m128i is_cont = _mm_cmpeq_epi8(_mm_and_si128(v, top2), cont);
+        __m128i is_lead = two_byte_leads(v);
+        // Every byte ASCII, a lead or a continuation, and continuations
+        // exactly where a lead comes before.
+        __m128i ok =
+            _mm_and_si128(_mm_or_si128(_mm_or_si128(_mm_cmpgt_epi8(v, below80), is_cont), is_lead),
+                          _mm_cmpeq_epi8(is_cont, two_byte_leads(before)));
+        if (_mm_movemask_epi8(ok) != 0xFFFF)
+            break;
+        unsigned int keep = ~static_cast<unsigned int>(_mm_movemask_epi8(is_lead)) & 0xFFFF;
+        __m128i byte = _mm_unpacklo_epi8(v, zero);
+        __m128i pair =
+            _mm_or_si128(_mm_slli_epi16(_mm_and_si128(_mm_unpacklo_epi8(before, zero), low5), 6),
+                         _mm_and_si128(byte, low6));
+        __m128i lanes = select(_mm_unpacklo_epi8(is_cont, is_cont), pair, byte);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(o), pack(lanes, kPackLanes, keep & 0xFF));
+        o += kPackLanes.length[keep & 0xFF];
+        byte = _mm_unpackhi_epi8(v, zero);
+        pair = _mm_or_si128(_mm_slli_epi16(_mm_and_si128(_mm_unpackhi_epi8(before, zero), low5), 6),
+                            _mm_and_si128(byte, low6));
+        lanes = select(_mm_unpackhi_epi8(is_cont, is_cont), pair, byte);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(o), pack(lanes, kPackLanes, keep >> 8));
+        o += kPackLanes.length[keep >> 8];
+        i += 16;
+    }
+    // A lead ending the last block decoded has given nothing yet.
+    if (i > 0 && (p[i - 1] & 0xC0) == 0xC0)
+        --i;
+    out = o;
+    return i;
+}
 #endif
 
 // Decodes and validates n bytes into out, which has room for every unit
 // measure_utf8 counted plus kDecodeSlack. Returns the units written, or -1
 // when the input is not well-formed UTF-8.
 long decode_utf8(const unsigned char *p, long n, unsigned short *out) {
-    const unsigned char *end = p + n;
+    const unsigned char *begin = p, *end = p + n;
     unsigned short *o = out;
     // While four bytes are left, a whole sequence (lead and continuation
     // bytes) is recognised with one mask test on a word.
@@ -267,6 +410,14 @@ long decode_utf8(const unsigned char *p, long n, unsigned short *out) {
             *o++ = static_cast<unsigned short>(v);
             p += 3;
         } else if ((w & 0xC0E0) == 0x80C0) {
+#if defined(TEVRA_SSSE3_BLOCKS)
+            if (end - p >= 16 && have_ssse3()) {
+                long k = decode_two_byte_run(begin, p, end - p, o);
+                p += k;
+                if (k > 0)
+                    continue;
+            }
+#endif
             std::uint32_t v = ((w & 0x1F) << 6) | ((w >> 8) & 0x3F);
             if (v < 0x80)
                 return -1; // overlong: C0 and C1 leads
@@ -423,70 +574,10 @@ long encode_units(const unsigned short *u, long n, long i, long stop, unsigned c
 }
 
 #if defined(TEVRA_SSSE3_BLOCKS)
-// Shuffle patterns that gather the bytes a block keeps from the lanes its
-// units were spread over, and how many bytes that makes.
-struct alignas(16) PackTable {
-    unsigned char shuffle[256][16];
-    unsigned char length[256];
-};
-
-// Eight 16-bit lanes holding the first byte low and the second high; bit k
-// of the index is set when unit k keeps its second byte.
-constexpr PackTable make_pack_two() {
-    PackTable t{};
-    for (int m = 0; m < 256; ++m) {
-        int len = 0;
-        for (int k = 0; k < 8; ++k) {
-            t.shuffle[m][len++] = static_cast<unsigned char>(2 * k);
-            if ((m >> k) & 1)
-                t.shuffle[m][len++] = static_cast<unsigned char>(2 * k + 1);
-        }
-        t.length[m] = static_cast<unsigned char>(len);
-        for (int j = len; j < 16; ++j)
-            t.shuffle[m][j] = 0x80;
-    }
-    return t;
-}
-
-// Four 32-bit lanes holding up to three bytes, lowest first; bit k of the
-// index is set when unit k keeps its second byte, bit k + 4 its third.
-constexpr PackTable make_pack_three() {
-    PackTable t{};
-    for (int m = 0; m < 256; ++m) {
-        int len = 0;
-        for (int k = 0; k < 4; ++k) {
-            t.shuffle[m][len++] = static_cast<unsigned char>(4 * k);
-            if ((m >> k) & 1)
-                t.shuffle[m][len++] = static_cast<unsigned char>(4 * k + 1);
-            if ((m >> (k + 4)) & 1)
-                t.shuffle[m][len++] = static_cast<unsigned char>(4 * k + 2);
-        }
-        t.length[m] = static_cast<unsigned char>(len);
-        for (int j = len; j < 16; ++j)
-            t.shuffle[m][j] = 0x80;
-    }
-    return t;
-}
-
-constexpr PackTable kPackTwo = make_pack_two();
-constexpr PackTable kPackThree = make_pack_three();
-
 // A block stores up to 28 bytes before knowing how many it keeps. Every unit
 // left owns at least one byte of the output, so blocks run while 32 units
 // remain and every store stays inside it.
 constexpr long kBlockUnits = 32;
-
-// Lanes of yes where mask is set, of no elsewhere.
-inline __m128i select(__m128i mask, __m128i yes, __m128i no) {
-    return _mm_or_si128(_mm_and_si128(mask, yes), _mm_andnot_si128(mask, no));
-}
-
-// The bytes of lanes that pattern index of t keeps, packed from byte 0.
-__attribute__((target("ssse3"))) inline __m128i pack(__m128i lanes, const PackTable &t,
-                                                     unsigned int index) {
-    return _mm_shuffle_epi8(lanes,
-                            _mm_load_si128(reinterpret_cast<const __m128i *>(t.shuffle[index])));
-}
 
 // Encodes blocks of eight units from the start of u while kBlockUnits are
 // left, advancing out. Returns the units consumed (a high surrogate ending a

@@ -59,6 +59,40 @@ std::string reference_utf8(const U16 &u) {
     return t;
 }
 
+// Reference decoder: the units of well-formed UTF-8, or a single 0xFFFF.
+U16 reference_units(const std::string &t) {
+    U16 u;
+    size_t i = 0;
+    while (i < t.size()) {
+        unsigned b = static_cast<unsigned char>(t[i]);
+        size_t len = b < 0x80                 ? 1
+                     : b >= 0xC2 && b <= 0xDF ? 2
+                     : b >= 0xE0 && b <= 0xEF ? 3
+                     : b >= 0xF0 && b <= 0xF4 ? 4
+                                              : 0;
+        if (len == 0 || i + len > t.size())
+            return {0xFFFF};
+        unsigned long c = len == 1 ? b : b & (0xFFu >> (len + 1));
+        for (size_t k = 1; k < len; ++k) {
+            unsigned next = static_cast<unsigned char>(t[i + k]);
+            if ((next & 0xC0) != 0x80)
+                return {0xFFFF};
+            c = (c << 6) | (next & 0x3F);
+        }
+        if ((len == 3 && (c < 0x800 || (c >= 0xD800 && c <= 0xDFFF))) ||
+            (len == 4 && (c < 0x10000 || c > 0x10FFFF)))
+            return {0xFFFF};
+        if (c >= 0x10000) {
+            u.push_back(static_cast<unsigned short>(0xD800 + ((c - 0x10000) >> 10)));
+            u.push_back(static_cast<unsigned short>(0xDC00 + (c & 0x3FF)));
+        } else {
+            u.push_back(static_cast<unsigned short>(c));
+        }
+        i += len;
+    }
+    return u;
+}
+
 // toutf8 of the units, or "<fail>"; the terminator is checked.
 std::string encode(const U16 &u) {
     Str s = raw_string(u);
@@ -95,7 +129,7 @@ class UStringUtf8 : public tevra_test::LeakCheck {};
 TEST_F(UStringUtf8, EveryCharacterAtEveryPositionRoundTrips) {
     for (const U16 &filler : kFillers) {
         for (const U16 &c : kChars) {
-            for (size_t len = 0; len <= 72; ++len) {
+            for (size_t len = 0; len <= 48; ++len) {
                 for (size_t pos = 0; pos <= len; ++pos) {
                     U16 u;
                     for (size_t k = 0; k < len; ++k) {
@@ -152,7 +186,7 @@ TEST_F(UStringUtf8, LoneSurrogatesFailWhereverTheyFall) {
     const U16 faults[] = {{0xD83D}, {0xDE00}, {0xDE00, 0xD83D}, {0xDBFF, 'a'}};
     for (const U16 &filler : kFillers) {
         for (const U16 &fault : faults) {
-            for (size_t len = 0; len <= 72; ++len) {
+            for (size_t len = 0; len <= 48; ++len) {
                 for (size_t pos = 0; pos <= len; ++pos) {
                     U16 u;
                     for (size_t k = 0; k <= len; ++k) {
@@ -162,6 +196,31 @@ TEST_F(UStringUtf8, LoneSurrogatesFailWhereverTheyFall) {
                     ASSERT_EQ(encode(u), "<fail>") << "len " << len << " pos " << pos;
                 }
             }
+        }
+    }
+}
+
+TEST_F(UStringUtf8, DamagedTextIsRefusedExactlyWhenMalformed) {
+    // Runs of two- and three-byte characters long enough for the block
+    // decoders, with one byte replaced or dropped at every position.
+    const std::string texts[] = {
+        reference_utf8(U16(40, 0xE9)) + "ab" + reference_utf8(U16(20, 0x7FF)),
+        "x" + reference_utf8(U16(30, 0x4E2D)) + " " + reference_utf8(U16(12, 0xFFFD)),
+        reference_utf8(U16{'a', 0xE9, 0xD83D, 0xDE00, 0x4E2D}) + std::string(20, 'z') +
+            reference_utf8(U16(16, 0x80))};
+    const unsigned char bytes[] = {0x00, 0x41, 0x7F, 0x80, 0xA0, 0xBF, 0xC0, 0xC1, 0xC2,
+                                   0xDF, 0xE0, 0xED, 0xEF, 0xF0, 0xF4, 0xF5, 0xFF};
+    for (const std::string &text : texts) {
+        ASSERT_EQ(decode(text), reference_units(text));
+        for (size_t pos = 0; pos < text.size(); ++pos) {
+            for (unsigned char b : bytes) {
+                std::string t = text;
+                t[pos] = static_cast<char>(b);
+                ASSERT_EQ(decode(t), reference_units(t)) << "byte " << int(b) << " at " << pos;
+            }
+            std::string t = text;
+            t.erase(pos, 1);
+            ASSERT_EQ(decode(t), reference_units(t)) << "dropped at " << pos;
         }
     }
 }
