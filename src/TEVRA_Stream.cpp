@@ -27,6 +27,22 @@ void release(TEVRA_Stream *stream) {
     tevra_free(stream);
 }
 
+// What the exact-length loops refuse before their first call of op: a NULL
+// stream, a kind without op, a negative length. Returns kFilterProceed, 1
+// for a length of 0 (nothing to do), or 0 after reporting.
+template <class Op>
+int exact_length_checks(const TEVRA_Stream *stream, Op TEVRA_StreamMethod::*op, long length,
+                        TEVRA_ErrCtx *ctx) {
+    using tevra::detail::report;
+    if (stream == nullptr)
+        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
+    if (stream->method == nullptr || stream->method->*op == nullptr)
+        return report(ctx, kFile, __LINE__, TEVRA_ERR_NOT_SUPPORT);
+    if (length < 0)
+        return report(ctx, kFile, __LINE__, TEVRA_ERR_BAD_LENGTH);
+    return length == 0 ? 1 : tevra::detail::kFilterProceed;
+}
+
 // Re-reports the entries of a private context into the caller's, oldest first.
 void forward_entries(const TEVRA_ErrCtx &from, TEVRA_ErrCtx *to) {
     for (int i = from.start; i != from.next; i = (i + 1) % TEVRA_ERR_CTX_SLOTS) {
@@ -169,14 +185,9 @@ TEVRA_API void tevra_stream_freeall(TEVRA_Stream *stream) {
 
 TEVRA_API int tevra_stream_writen(TEVRA_Stream *stream, const void *data, long length,
                                   TEVRA_ErrCtx *ctx) {
-    if (stream == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-    if (stream->method == nullptr || stream->method->write == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NOT_SUPPORT);
-    if (length < 0)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_BAD_LENGTH);
-    if (length == 0)
-        return 1;
+    int checked = exact_length_checks(stream, &TEVRA_StreamMethod::write, length, ctx);
+    if (checked != tevra::detail::kFilterProceed)
+        return checked;
     const auto *bytes = static_cast<const unsigned char *>(data);
     long total = 0;
     // Every write method accepts at least one byte per successful call, so
@@ -194,14 +205,9 @@ TEVRA_API int tevra_stream_writen(TEVRA_Stream *stream, const void *data, long l
 
 TEVRA_API int tevra_stream_readn(TEVRA_Stream *stream, void *buffer, long length,
                                  TEVRA_ErrCtx *ctx) {
-    if (stream == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-    if (stream->method == nullptr || stream->method->read == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NOT_SUPPORT);
-    if (length < 0)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_BAD_LENGTH);
-    if (length == 0)
-        return 1;
+    int checked = exact_length_checks(stream, &TEVRA_StreamMethod::read, length, ctx);
+    if (checked != tevra::detail::kFilterProceed)
+        return checked;
     auto *bytes = static_cast<unsigned char *>(buffer);
     long total = 0;
     for (;;) {
