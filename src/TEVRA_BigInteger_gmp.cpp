@@ -322,8 +322,14 @@ void set_buffer_bit(unsigned char *buf, size_t size, size_t k) {
     buf[size - 1 - k / 8] |= static_cast<unsigned char>(1u << (k % 8));
 }
 
+// GMP declares its primality test pure, which lets some compilers assume it
+// cannot throw and drop the handlers around it; yet it allocates, and the
+// allocation adapters throw. Calling through a pointer the compiler cannot
+// see into keeps the exception path intact.
 bool probably_prime(mpz_srcptr v, int rounds) {
-    return mpz_probab_prime_p(v, rounds) != 0;
+    int (*test)(mpz_srcptr, int) = mpz_probab_prime_p;
+    asm("" : "+r"(test));
+    return test(v, rounds) != 0;
 }
 
 // Whether a prime of bits bits exists with the fixed bits flags imposes;
