@@ -363,7 +363,8 @@ __attribute__((target("ssse3"))) long decode_two_byte_run(const unsigned char *b
 // measure_utf8 counted plus kDecodeSlack. Returns the units written, or -1
 // when the input is not well-formed UTF-8.
 long decode_utf8(const unsigned char *p, long n, unsigned short *out) {
-    const unsigned char *begin = p, *end = p + n;
+    [[maybe_unused]] const unsigned char *begin = p;
+    const unsigned char *end = p + n;
     unsigned short *o = out;
     // While four bytes are left, a whole sequence (lead and continuation
     // bytes) is recognised with one mask test on a word.
