@@ -43,22 +43,13 @@ int exact_length_checks(const TEVRA_Stream *stream, Op TEVRA_StreamMethod::*op, 
     return length == 0 ? 1 : tevra::detail::kFilterProceed;
 }
 
-// Re-reports the entries of a private context into the caller's, oldest first.
-void forward_entries(const TEVRA_ErrCtx &from, TEVRA_ErrCtx *to) {
-    for (int i = from.start; i != from.next; i = (i + 1) % TEVRA_ERR_CTX_SLOTS) {
-        const TEVRA_ErrEntry &e = from.entries[i];
-        tevra_err_ctx_put(to, e.file, e.line, e.code, e.description);
-    }
-}
-
 // Copies source into destination through the 8192-byte buffer, once source
-// has been rewound. The reads report into a private context: a source meets
-// its end through a failing read (a file stream reports one), which is not a
-// failure of the copy. Only when the end test then fails are they passed on.
+// has been rewound. The reads report into the caller's context, so a source
+// that meets its end through a failing read (a file stream does) leaves that
+// entry behind even when the copy succeeds.
 int copy_by_reading(TEVRA_Stream *destination, TEVRA_Stream *source, long *total_out,
                     TEVRA_ErrCtx *ctx) {
     unsigned char buffer[kCopyBuffer];
-    TEVRA_ErrCtx reads{};
     long total = 0;
     for (;;) {
         if (source->method->read == nullptr) {
@@ -66,7 +57,7 @@ int copy_by_reading(TEVRA_Stream *destination, TEVRA_Stream *source, long *total
             break;
         }
         long count = 0;
-        int rc = source->method->read(source, buffer, kCopyBuffer, &count, &reads);
+        int rc = source->method->read(source, buffer, kCopyBuffer, &count, ctx);
         if (rc != 1 || count <= 0)
             break;
         rc = tevra_stream_writen(destination, buffer, count, ctx);
@@ -77,10 +68,8 @@ int copy_by_reading(TEVRA_Stream *destination, TEVRA_Stream *source, long *total
     int at_end = source->method->ctrl != nullptr
                      ? source->method->ctrl(source, TEVRA_STREAM_CTRL_EOF, nullptr, nullptr)
                      : 0;
-    if (at_end != 1) {
-        forward_entries(reads, ctx);
+    if (at_end != 1)
         return at_end;
-    }
     if (total_out != nullptr)
         *total_out = total;
     return 1;
