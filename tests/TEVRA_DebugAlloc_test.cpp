@@ -228,3 +228,29 @@ TEST(DebugAlloc, CountsStayConsistentAcrossThreads) {
     EXPECT_NE(report.find("Memory free count: 4000,"), std::string::npos);
     EXPECT_EQ(report.find("Memory leap"), std::string::npos);
 }
+
+// Debuggers and callers inspect debug blocks in memory: guard word at raw byte
+// 0, node pointer at byte 16, data at 32, tail guard right behind the data;
+// the node's third field is the interned file name, shared by equal names.
+TEST(DebugAlloc, BlockLayoutAndInternedNames) {
+    EXPECT_EQ(0, in_child([] {
+        tevra_setdebugalloc();
+        char name1[] = "TEVRA_Time";
+        char name2[] = "TEVRA_Time";
+        auto *a = static_cast<unsigned char *>(tevra_malloc(5, name1, 1));
+        auto *b = static_cast<unsigned char *>(tevra_malloc(4, name2, 2));
+        uint32_t head, tail;
+        std::memcpy(&head, a - 32, 4);
+        std::memcpy(&tail, a + 5, 4);
+        const char *const *node_a, *const *node_b;
+        std::memcpy(&node_a, a - 16, sizeof node_a);
+        std::memcpy(&node_b, b - 16, sizeof node_b);
+        bool ok = head == 0xADDEADDEu && tail == 0xDDDDDDDDu &&
+                  reinterpret_cast<const unsigned char *>(node_a[0]) == a - 32 &&
+                  node_a[2] == node_b[2] && node_a[2] != name1 &&
+                  std::strcmp(node_a[2], "TEVRA_Time") == 0;
+        tevra_free(a);
+        tevra_free(b);
+        return ok ? 0 : 1;
+    }));
+}
