@@ -10,16 +10,13 @@
 #include "TEVRA_UString.h"
 #include "TEVRA_UString_Internal.h"
 #include "TEVRA_Util.h"
-#include "test_support.h"
+#include "ustring_test_support.h"
 
 namespace {
 
-using U16 = std::vector<unsigned short>;
-
-struct StrDeleter {
-    void operator()(TEVRA_UString *s) const { tevra_ustring_free(s); }
-};
-using Str = std::unique_ptr<TEVRA_UString, StrDeleter>;
+using tevra_test::reference_utf8;
+using tevra_test::Str;
+using tevra_test::U16;
 
 // A string holding exactly these units, lone surrogates included.
 Str raw_string(const U16 &u) {
@@ -33,64 +30,10 @@ Str raw_string(const U16 &u) {
     return Str(s);
 }
 
-// Reference encoder of well-formed units.
-std::string reference_utf8(const U16 &u) {
-    std::string t;
-    for (size_t i = 0; i < u.size(); ++i) {
-        unsigned long c = u[i];
-        if (c >= 0xD800 && c < 0xDC00)
-            c = 0x10000 + ((c - 0xD800) << 10) + (u[++i] - 0xDC00);
-        if (c < 0x80) {
-            t += static_cast<char>(c);
-        } else if (c < 0x800) {
-            t += static_cast<char>(0xC0 | (c >> 6));
-            t += static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            t += static_cast<char>(0xE0 | (c >> 12));
-            t += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            t += static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            t += static_cast<char>(0xF0 | (c >> 18));
-            t += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-            t += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            t += static_cast<char>(0x80 | (c & 0x3F));
-        }
-    }
-    return t;
-}
-
-// Reference decoder: the units of well-formed UTF-8, or a single 0xFFFF.
+// The units of well-formed UTF-8, or a single 0xFFFF.
 U16 reference_units(const std::string &t) {
     U16 u;
-    size_t i = 0;
-    while (i < t.size()) {
-        unsigned b = static_cast<unsigned char>(t[i]);
-        size_t len = b < 0x80                 ? 1
-                     : b >= 0xC2 && b <= 0xDF ? 2
-                     : b >= 0xE0 && b <= 0xEF ? 3
-                     : b >= 0xF0 && b <= 0xF4 ? 4
-                                              : 0;
-        if (len == 0 || i + len > t.size())
-            return {0xFFFF};
-        unsigned long c = len == 1 ? b : b & (0xFFu >> (len + 1));
-        for (size_t k = 1; k < len; ++k) {
-            unsigned next = static_cast<unsigned char>(t[i + k]);
-            if ((next & 0xC0) != 0x80)
-                return {0xFFFF};
-            c = (c << 6) | (next & 0x3F);
-        }
-        if ((len == 3 && (c < 0x800 || (c >= 0xD800 && c <= 0xDFFF))) ||
-            (len == 4 && (c < 0x10000 || c > 0x10FFFF)))
-            return {0xFFFF};
-        if (c >= 0x10000) {
-            u.push_back(static_cast<unsigned short>(0xD800 + ((c - 0x10000) >> 10)));
-            u.push_back(static_cast<unsigned short>(0xDC00 + (c & 0x3FF)));
-        } else {
-            u.push_back(static_cast<unsigned short>(c));
-        }
-        i += len;
-    }
-    return u;
+    return tevra_test::reference_decode(t, &u) ? u : U16{0xFFFF};
 }
 
 // toutf8 of the units, or "<fail>"; the terminator is checked.

@@ -8,6 +8,8 @@
 namespace {
 
 using tevra_test::from8;
+using tevra_test::put_utf8;
+using tevra_test::reference_decode;
 using tevra_test::Str;
 using tevra_test::U16;
 using tevra_test::units_of;
@@ -34,41 +36,6 @@ bool exports_bmp(const TEVRA_UString *s) {
     int ok = tevra_ustring_tobmp(s, &out, &n);
     tevra_free(out);
     return ok == 1;
-}
-
-// Reference UTF-8 encoder for checking the fast paths.
-void put_utf8(std::string &out, unsigned long c) {
-    static const unsigned char lead[] = {0, 0, 0xC0, 0xE0, 0xF0};
-    int n = c < 0x80 ? 1 : c < 0x800 ? 2 : c < 0x10000 ? 3 : 4;
-    out += static_cast<char>(n == 1 ? c : lead[n] | (c >> (6 * (n - 1))));
-    for (int k = n - 2; k >= 0; --k)
-        out += static_cast<char>(0x80 | ((c >> (6 * k)) & 0x3F));
-}
-
-// Reference validator: true when bytes are well-formed UTF-8.
-bool reference_valid(const std::string &t) {
-    for (size_t i = 0; i < t.size();) {
-        unsigned b = static_cast<unsigned char>(t[i]);
-        size_t len = b < 0x80                 ? 1
-                     : b >= 0xC2 && b <= 0xDF ? 2
-                     : b >= 0xE0 && b <= 0xEF ? 3
-                     : b >= 0xF0 && b <= 0xF4 ? 4
-                                              : 0;
-        if (len == 0 || i + len > t.size())
-            return false;
-        unsigned long v = len == 1 ? b : b & (0xFF >> (len + 1));
-        for (size_t k = 1; k < len; ++k) {
-            unsigned c = static_cast<unsigned char>(t[i + k]);
-            if ((c & 0xC0) != 0x80)
-                return false;
-            v = (v << 6) | (c & 0x3F);
-        }
-        if ((len == 3 && (v < 0x800 || (v >= 0xD800 && v <= 0xDFFF))) ||
-            (len == 4 && (v < 0x10000 || v > 0x10FFFF)))
-            return false;
-        i += len;
-    }
-    return true;
 }
 
 class UStringTest : public tevra_test::LeakCheck {};
@@ -191,7 +158,7 @@ TEST_F(UStringTest, Utf8AgreesWithReferenceOnRandomInput) {
         for (int k = static_cast<int>(rng() % 24); k > 0; --k)
             t += pieces[rng() % 100 < 85 ? rng() % 5 : rng() % pieces.size()];
         Str s(from8(t));
-        ASSERT_EQ(s != nullptr, reference_valid(t)) << testing::PrintToString(t);
+        ASSERT_EQ(s != nullptr, reference_decode(t, nullptr)) << testing::PrintToString(t);
         if (s) {
             ASSERT_EQ(utf8_of(s.get()), t);
         }
