@@ -122,6 +122,10 @@ TEST_F(CharsetTest, EncodingRoutes) {
     Str empty(mbs("UTF-8", ""));
     EXPECT_EQ(encoded(empty.get(), "ISO-8859-1"), "");
     EXPECT_EQ(encoded(latin.get(), "NO-SUCH-CHARSET-X"), "<fail>");
+    // One conversion call, no shift reset: the text stays in its two-byte
+    // state and fits the four bytes a character reserved.
+    Str jp(mbs("UTF-8", "\xE6\x97\xA5\xE6\x9C\xAC"));
+    EXPECT_EQ(encoded(jp.get(), "ISO-2022-JP"), "\x1B$BF|K\\");
     char *out = nullptr;
     long n = 0;
     EXPECT_EQ(tevra_ustring_tombs(nullptr, "UTF-8", &out, &n), 0);
@@ -184,6 +188,15 @@ TEST_F(CharsetTest, UnknownCharsetsGoToTheHooks) {
     EXPECT_EQ(encoded(s.get(), "x-tevra-private"), "de");
     EXPECT_EQ(out_log.calls, 1);
     EXPECT_EQ(out_log.charset, "X-TEVRA-PRIVATE");
+    // The big-endian copy is made before the set is looked up, so without
+    // memory the hook is never reached.
+    const unsigned short two[] = {'a', 'b'};
+    char buf[4];
+    long n = 0;
+    tevra_test::fail_allocations_after(0);
+    EXPECT_EQ(tevra_iwcstombs("X-TEVRA-PRIVATE", two, 2, buf, 4, &n), 0);
+    tevra_test::fail_allocations_after(-1);
+    EXPECT_EQ(out_log.calls, 1);
     // Sets iconv knows never reach the hooks.
     Str known(mbs("ISO-8859-1", "a"));
     EXPECT_EQ(encoded(known.get(), "ISO-8859-1"), "a");

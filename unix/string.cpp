@@ -33,9 +33,11 @@ char *fixed_answer(const char *text) {
     return buf;
 }
 
-// Runs one iconv call over the whole input. The converter is closed.
-bool run_iconv(iconv_t cd, const char *in, long in_len, char *out, long out_cap, long &produced,
-               bool flush) {
+// Runs one iconv call over the whole input. The converter is closed. No
+// call to reset the shift state follows: output in a stateful encoding ends
+// in whatever state its last character left it, and needs no room for a
+// closing escape.
+bool run_iconv(iconv_t cd, const char *in, long in_len, char *out, long out_cap, long &produced) {
     char *inp = const_cast<char *>(in);
     size_t inleft = static_cast<size_t>(in_len);
     char *outp = out;
@@ -43,9 +45,6 @@ bool run_iconv(iconv_t cd, const char *in, long in_len, char *out, long out_cap,
     bool ok = true;
     if (in_len > 0)
         ok = iconv(cd, &inp, &inleft, &outp, &outleft) != static_cast<size_t>(-1) && inleft == 0;
-    // Stateful encodings return to their initial shift state at the end.
-    if (ok && flush)
-        ok = iconv(cd, nullptr, nullptr, &outp, &outleft) != static_cast<size_t>(-1);
     iconv_close(cd);
     produced = static_cast<long>(outp - out);
     return ok;
@@ -124,7 +123,7 @@ TEVRA_API int tevra_imbstowcs(const char *charset, const char *input, long input
     // order in place, so no second buffer is needed.
     long produced = 0;
     if (!run_iconv(cd, input, input_length, reinterpret_cast<char *>(output), 2 * output_capacity,
-                   produced, false) ||
+                   produced) ||
         produced % 2 != 0)
         return 0;
     long units = produced / 2;
@@ -143,25 +142,26 @@ TEVRA_API int tevra_iwcstombs(const char *charset, const unsigned short *units, 
         (units == nullptr && unit_count != 0) || (output == nullptr && output_capacity != 0) ||
         unit_count > LONG_MAX / 2)
         return 0;
+    // The big-endian copy comes first: without memory for it the call
+    // fails even when the hook would have taken the set.
+    auto *be = static_cast<unsigned char *>(tevra_malloc(2 * unit_count + 2, kFile, __LINE__));
+    if (be == nullptr)
+        return 0;
+    for (long i = 0; i < unit_count; ++i) {
+        be[2 * i] = static_cast<unsigned char>(units[i] >> 8);
+        be[2 * i + 1] = static_cast<unsigned char>(units[i]);
+    }
     iconv_t cd = iconv_open(charset, "UTF-16BE");
     if (cd == kNoConverter) {
+        tevra_free(be);
         if (g_wcstombs_hook == nullptr)
             return 0;
         return g_wcstombs_hook(g_wcstombs_ctx, charset, units, unit_count, output, output_capacity,
                                byte_count);
     }
-    auto *be = static_cast<unsigned char *>(tevra_malloc(2 * unit_count + 2, kFile, __LINE__));
-    if (be == nullptr) {
-        iconv_close(cd);
-        return 0;
-    }
-    for (long i = 0; i < unit_count; ++i) {
-        be[2 * i] = static_cast<unsigned char>(units[i] >> 8);
-        be[2 * i + 1] = static_cast<unsigned char>(units[i]);
-    }
     long produced = 0;
     bool ok = run_iconv(cd, reinterpret_cast<const char *>(be), 2 * unit_count, output,
-                        output_capacity, produced, true);
+                        output_capacity, produced);
     tevra_free(be);
     if (!ok)
         return 0;
