@@ -205,9 +205,10 @@ TEST_F(CharsetTest, UnknownCharsetsGoToTheHooks) {
 }
 
 TEST_F(CharsetTest, IconvWorkersFailCleanly) {
-    unsigned short units[8];
+    unsigned short units[8] = {0x1234};
     long count = -1;
     EXPECT_EQ(tevra_imbstowcs("UTF-8", "ab\xE2\x82", 4, units, 8, &count), 0); // truncated
+    EXPECT_EQ(units[0], 0x1234); // the output is only written on success
     EXPECT_EQ(tevra_imbstowcs("UTF-8", "abcdef", 6, units, 3, &count), 0);     // no room
     EXPECT_EQ(tevra_imbstowcs(nullptr, "ab", 2, units, 8, &count), 0);
     EXPECT_EQ(tevra_imbstowcs("NO-SUCH-CHARSET-X", "ab", 2, units, 8, &count), 0);

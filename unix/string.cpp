@@ -110,7 +110,7 @@ TEVRA_API int tevra_imbstowcs(const char *charset, const char *input, long input
                               unsigned short *output, long output_capacity, long *unit_count) {
     if (charset == nullptr || unit_count == nullptr || input_length < 0 || output_capacity < 0 ||
         (input == nullptr && input_length != 0) || (output == nullptr && output_capacity != 0) ||
-        output_capacity > LONG_MAX / 2)
+        output_capacity > LONG_MAX / 2 - 1)
         return 0;
     iconv_t cd = iconv_open("UTF-16BE", charset);
     if (cd == kNoConverter) {
@@ -119,19 +119,25 @@ TEVRA_API int tevra_imbstowcs(const char *charset, const char *input, long input
         return g_mbstowcs_hook(g_mbstowcs_ctx, charset, input, input_length, output,
                                output_capacity, unit_count);
     }
-    // The big-endian units land in the output itself and are turned to host
-    // order in place, so no second buffer is needed.
-    long produced = 0;
-    if (!run_iconv(cd, input, input_length, reinterpret_cast<char *>(output), 2 * output_capacity,
-                   produced) ||
-        produced % 2 != 0)
+    // The big-endian units go to a buffer of our own first, so a failed
+    // conversion leaves the caller's output as it was.
+    auto *be =
+        static_cast<unsigned char *>(tevra_malloc(2 * output_capacity + 2, kFile, __LINE__));
+    if (be == nullptr) {
+        iconv_close(cd);
         return 0;
-    long units = produced / 2;
-    const auto *bytes = reinterpret_cast<const unsigned char *>(output);
-    for (long i = 0; i < units; ++i) {
-        unsigned short u = static_cast<unsigned short>((bytes[2 * i] << 8) | bytes[2 * i + 1]);
-        output[i] = u;
     }
+    long produced = 0;
+    if (!run_iconv(cd, input, input_length, reinterpret_cast<char *>(be), 2 * output_capacity,
+                   produced) ||
+        produced % 2 != 0) {
+        tevra_free(be);
+        return 0;
+    }
+    long units = produced / 2;
+    for (long i = 0; i < units; ++i)
+        output[i] = static_cast<unsigned short>((be[2 * i] << 8) | be[2 * i + 1]);
+    tevra_free(be);
     *unit_count = units;
     return 1;
 }
