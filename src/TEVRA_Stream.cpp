@@ -58,7 +58,7 @@ int copy_by_reading(TEVRA_Stream *destination, TEVRA_Stream *source, long *total
         }
         long count = 0;
         int rc = source->method->read(source, buffer, kCopyBuffer, &count, ctx);
-        if (rc != 1 || count <= 0)
+        if (rc != 1 || count == 0)
             break;
         rc = tevra_stream_writen(destination, buffer, count, ctx);
         if (rc != 1)

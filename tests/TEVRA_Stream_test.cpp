@@ -46,6 +46,13 @@ int broken_ctrl(TEVRA_Stream *, long code, void *, TEVRA_ErrCtx *) {
 }
 const TEVRA_StreamMethod broken_method = {broken_read, nullptr, nullptr, broken_ctrl};
 
+// A source that claims success with a negative count.
+int negative_read(TEVRA_Stream *, void *, long, long *count, TEVRA_ErrCtx *) {
+    *count = -1;
+    return 1;
+}
+const TEVRA_StreamMethod negative_method = {negative_read, nullptr, nullptr, broken_ctrl};
+
 TEVRA_Stream *make(const TEVRA_StreamMethod *m, unsigned int type) {
     return tevra::detail::stream_new(m, type, nullptr, "TEVRA_Test", __LINE__);
 }
@@ -216,6 +223,11 @@ TEST_F(Stream, WriteFromOtherSourcesReadsUntilTheEnd) {
     TEVRA_Stream *broken = make(&broken_method, TEVRA_STREAM_SOURCE_SINK | 0x40);
     EXPECT_TRUE(fails(tevra_stream_writefromstream(t, broken, &total, &ctx), 0x10106));
     broken->data = nullptr;
+
+    // Only a count of 0 ends the copy; any other count goes to the write.
+    TEVRA_Stream *negative = make(&negative_method, TEVRA_STREAM_SOURCE_SINK | 0x42);
+    EXPECT_TRUE(fails(tevra_stream_writefromstream(t, negative, &total, &ctx), 0x10001));
+    tevra_stream_free(negative);
 
     TEVRA_Stream *no_ctrl = make(&empty_method, TEVRA_STREAM_SOURCE_SINK | 0x41);
     EXPECT_TRUE(fails(tevra_stream_writefromstream(t, no_ctrl, &total, &ctx), 0x10003));
