@@ -109,13 +109,15 @@ TEVRA_API char *tevra_ustring_getdefaultcharset(void);
 /**
  * Converts input_length bytes in charset to at most output_capacity host-order
  * UTF-16 units. 1 with *unit_count set, or 0 (unknown set without a hook,
- * invalid or incomplete input, output too small, bad arguments).
+ * invalid or incomplete input, output too small, bad arguments); a failed
+ * iconv conversion leaves output unchanged.
  */
 TEVRA_API int tevra_imbstowcs(const char *charset, const char *input, long input_length,
                               unsigned short *output, long output_capacity, long *unit_count);
 /**
  * Converts unit_count host-order UTF-16 units to at most output_capacity bytes
- * in charset. 1 with *byte_count set, or 0. No terminator is written.
+ * in charset. 1 with *byte_count set, or 0. No terminator is written, and
+ * output in a stateful encoding is not returned to its initial shift state.
  */
 TEVRA_API int tevra_iwcstombs(const char *charset, const unsigned short *units, long unit_count,
                               char *output, long output_capacity, long *byte_count);
