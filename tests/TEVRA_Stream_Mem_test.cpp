@@ -233,4 +233,14 @@ TEST_F(MemStream, ReserveGrowsOnlyAtTheEnd) {
     EXPECT_EQ(ctrl(TEVRA_STREAM_CTRL_RESERVE, 5000), 0); // not positioned at the end
     EXPECT_EQ(entries(), 0);
     EXPECT_EQ(drain(s), "abc");
+
+    // After a detach the grown buffer is the stream's own; the handed-over
+    // one stays with the caller, untouched.
+    unsigned char *data = nullptr;
+    long length = 0;
+    ASSERT_EQ(tevra_memstreamdeatch(s, &data, &length), 1);
+    EXPECT_EQ(ctrl(TEVRA_STREAM_CTRL_RESERVE, 5000), 1);
+    EXPECT_NE(m()->data, data);
+    EXPECT_EQ(std::string(reinterpret_cast<char *>(data), 3), "abc");
+    tevra_free(data);
 }
