@@ -71,10 +71,10 @@ int digest_through(TEVRA_Stream *next, const TEVRA_DigestMethod *method, void *c
         return r;
     if (accepted < 0 || accepted > n)
         return report(ctx, file, __LINE__, TEVRA_ERR_BAD_LENGTH);
-    // A table without an update operation cannot digest anything.
-    if (accepted > 0 &&
-        (method->update == nullptr ||
-         method->update(context, static_cast<const unsigned char *>(data), accepted) != 1))
+    // The update runs even when the next stream took nothing. A table
+    // without an update operation cannot digest anything.
+    if (method->update == nullptr ||
+        method->update(context, static_cast<const unsigned char *>(data), accepted) != 1)
         return report(ctx, file, __LINE__, TEVRA_ERR_STREAM_MD_UPDATE);
     if (count != nullptr)
         *count = accepted;

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "TEVRA_Stream.h"
+#include "TEVRA_Stream_Internal.h"
 #include "codec_test_support.h"
 #include "stream_test_support.h"
 
@@ -70,6 +71,14 @@ std::string hex(const unsigned char *p, size_t n) {
     return s;
 }
 
+// A sink that takes at most g_take bytes of each write.
+long g_take = 0;
+int stingy_write(TEVRA_Stream *, const void *, long n, long *count, TEVRA_ErrCtx *) {
+    *count = n < g_take ? n : g_take;
+    return 1;
+}
+const TEVRA_StreamMethod stingy_method = {nullptr, stingy_write, nullptr, nullptr};
+
 class DigestTest : public StreamTest {
   protected:
     // A digest filter over a null stream.
@@ -118,6 +127,30 @@ TEST_F(DigestTest, DigestOfWrittenBytesOnly) {
     ASSERT_EQ(tevra_stream_ctrl(md, TEVRA_STREAM_CTRL_RESET, nullptr, &ctx), 1);
     EXPECT_EQ(drain(md), "abc");
     EXPECT_EQ(digest_of(md), "a9993e364706816aba3e25717850c26c9cd0d89d");
+    tevra_stream_freeall(md);
+}
+
+TEST_F(DigestTest, OnlyBytesTheSinkTookAreDigested) {
+    TEVRA_Stream *md = tevra_stream_new_md(&kSha256, &ctx);
+    ASSERT_EQ(tevra_stream_push(md, tevra::detail::stream_new(&stingy_method, 0x20006, nullptr,
+                                                              "TEVRA_Test", __LINE__)),
+              1);
+    g_take = 1;
+    long n = 0;
+    ASSERT_EQ(tevra_stream_write(md, "abc", 3, &n, &ctx), 1);
+    EXPECT_EQ(n, 1);
+    EXPECT_EQ(digest_of(md), "ca978112ca1bbdcafac231b39a23dc4da786eff8147c4e72b9807785afee48bb");
+    tevra_stream_freeall(md);
+
+    // Even a write the sink took nothing of goes through the update operation.
+    TEVRA_DigestMethod no_update = kSha256;
+    no_update.update = nullptr;
+    md = tevra_stream_new_md(&no_update, &ctx);
+    ASSERT_EQ(tevra_stream_push(md, tevra::detail::stream_new(&stingy_method, 0x20006, nullptr,
+                                                              "TEVRA_Test", __LINE__)),
+              1);
+    g_take = 0;
+    EXPECT_TRUE(fails(tevra_stream_write(md, "abc", 3, &n, &ctx), TEVRA_ERR_STREAM_MD_UPDATE));
     tevra_stream_freeall(md);
 }
 
