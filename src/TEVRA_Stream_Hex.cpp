@@ -125,7 +125,10 @@ int hex_read(TEVRA_Stream *stream, void *buffer, long n, long *count, TEVRA_ErrC
             *count = delivered;
         return result;
     };
-    while (delivered < n) {
+    // The loop ends on a short or empty read, or after a read of fewer than
+    // 1024 characters; a request met by full 1024-character reads therefore
+    // ends with a read of 0 characters.
+    for (;;) {
         long p = st->has_pending ? 1 : 0;
         // Ask for exactly what the request still needs, so that a short
         // request leaves the rest of the text in the next stream.
@@ -136,8 +139,10 @@ int hex_read(TEVRA_Stream *stream, void *buffer, long n, long *count, TEVRA_ErrC
         long got = 0;
         int r = tevra_stream_read(stream->next, text + p, ask, &got, ctx);
         if (r != 1) {
-            if (tevra_stream_ctrl(stream->next, TEVRA_STREAM_CTRL_EOF, nullptr, nullptr) != 1)
-                return r;
+            // Not at its end: the answer of the end test is the result.
+            int at_end = tevra_stream_ctrl(stream->next, TEVRA_STREAM_CTRL_EOF, nullptr, nullptr);
+            if (at_end != 1)
+                return at_end;
             if (st->has_pending)
                 return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_LENGTH);
             st->has_pending = 0;
@@ -165,9 +170,8 @@ int hex_read(TEVRA_Stream *stream, void *buffer, long n, long *count, TEVRA_ErrC
         }
         delivered += total / 2;
         if (want < kChunk || got < ask)
-            break;
+            return finish(1);
     }
-    return finish(1);
 }
 
 void hex_destroy(TEVRA_Stream *stream) {

@@ -123,6 +123,15 @@ TEST_F(HexTest, ReadAsksOnlyForWhatItNeedsAndKeepsAnOddDigit) {
     }
     EXPECT_EQ(got, std::string(2500, '\x5E'));
     release_filter(hex);
+
+    // A request met exactly by a full 1024-digit read still asks for nothing once more.
+    ScriptedStream full(std::string(2048, '7'));
+    hex = over(full);
+    ASSERT_EQ(tevra_stream_read(hex, buffer, 512, &count, &ctx), 1);
+    EXPECT_EQ(count, 512);
+    EXPECT_EQ(full.src.reads, 2);
+    EXPECT_EQ(full.src.last_ask, 0);
+    release_filter(hex);
 }
 
 TEST_F(HexTest, DecodeFailureIsSticky) {
@@ -164,6 +173,14 @@ TEST_F(HexTest, EndOfAFailingSource) {
         EXPECT_TRUE(fails(tevra_stream_read(hex, out, 8, &count, &ctx), c.code, c.description));
         release_filter(hex);
     }
+    // A read failing before the end: the end test's answer is the result.
+    ScriptedStream broken("abcd");
+    broken.src.fail_with = 7;
+    TEVRA_Stream *hex = over(broken);
+    unsigned char out[8];
+    long count = 0;
+    EXPECT_EQ(tevra_stream_read(hex, out, 2, &count, &ctx), 0);
+    release_filter(hex);
 }
 
 TEST_F(HexTest, ArgumentChecks) {

@@ -25,6 +25,8 @@ struct ScriptedSource {
     bool fail_at_end = false;
     long reads = 0;
     long last_ask = -1;
+    // When not 0, every read before the end returns this, pushing nothing.
+    int fail_with = 0;
 };
 
 inline int scripted_read(TEVRA_Stream *s, void *buffer, long n, long *count, TEVRA_ErrCtx *ctx) {
@@ -32,6 +34,8 @@ inline int scripted_read(TEVRA_Stream *s, void *buffer, long n, long *count, TEV
     ++src->reads;
     src->last_ask = n;
     size_t left = src->bytes.size() - src->pos;
+    if (left > 0 && src->fail_with != 0)
+        return src->fail_with;
     if (left == 0 && src->fail_at_end) {
         tevra_err_ctx_put(ctx, "TEVRA_Test", 1, TEVRA_ERR_STREAM_READ_PAST_END, "end");
         return 0;
