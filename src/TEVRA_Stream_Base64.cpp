@@ -375,15 +375,13 @@ int base64_write(TEVRA_Stream *stream, const void *data, long n, long *count, TE
         }
         long total = pc + take;
         long groups = total / 3;
-        // The column only moves once the characters are accepted.
-        long column = st->column;
+        // The column has moved with the encoding even if the write then
+        // fails; the pending bytes stay as they were.
         long chars = encode_groups(st, source, groups, text);
         if (chars > 0) {
             int r = tevra_stream_writen(stream->next, text, chars, ctx);
-            if (r != 1) {
-                st->column = column;
+            if (r != 1)
                 return r;
-            }
         }
         long rest = total - groups * 3;
         std::memmove(st->pending, source + groups * 3, static_cast<size_t>(rest));
@@ -522,12 +520,11 @@ void base64_destroy(TEVRA_Stream *stream) {
 }
 
 // Hands over what the carried input decodes to when it is taken as the end of
-// the text (control code 20).
+// the text (control code 20). Its refusals push no entry; only a failed
+// allocation is reported.
 int take_pending(Base64StreamState *st, TEVRA_DataBlob **blob_out, TEVRA_ErrCtx *ctx) {
-    if (blob_out == nullptr)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_NULL_POINT);
-    if (st->failed)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_BASE64_DECODE);
+    if (blob_out == nullptr || st->failed)
+        return 0;
     unsigned char decoded[kChunk];
     long produced = 0;
     bool final_group = false;
@@ -540,7 +537,7 @@ int take_pending(Base64StreamState *st, TEVRA_DataBlob **blob_out, TEVRA_ErrCtx 
         if (!decodebase64(false, st->decode_url != 0, st->decode_mode, st->carry, st->carry_length,
                           decoded, d, &finished)) {
             st->failed = 1;
-            return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_BASE64_DECODE);
+            return 0;
         }
         if (d.tail_length > 0)
             return 0;
@@ -678,14 +675,10 @@ TEVRA_API int tevra_base64encode(unsigned int flags, const unsigned char *data, 
     if (data == nullptr || text == nullptr || text_length == nullptr || length < 1 ||
         length > std::numeric_limits<long>::max() / 2)
         return 0;
-    // Room for the whole text, its line endings and the terminator, so the
-    // buffer never grows; no larger, so that big buffers stay cheap to get.
-    long chars = (length + 2) / 3 * 4;
-    long capacity = chars + 2 * (chars / 64 + 1) + 8;
-    if (capacity > 2 * length)
-        capacity = 2 * length;
+    // Twice the input holds the text of all but the shortest inputs with its
+    // line endings and terminator, so the buffer rarely grows.
     Chain chain;
-    TEVRA_Stream *mem = tevra_stream_new_mem(capacity, nullptr);
+    TEVRA_Stream *mem = tevra_stream_new_mem(2 * length, nullptr);
     TEVRA_Stream *filter = base64_over(chain, mem, flags, 2);
     if (filter == nullptr)
         return 0;

@@ -126,6 +126,19 @@ TEST_F(Base64Test, EncodingPaddingLineEndingsLinesAndAlphabets) {
         EXPECT_EQ(encode(c.flags, c.line, c.data), c.expected) << c.flags << " " << c.line;
     EXPECT_EQ(b64_encode(2, "hello world"), "aGVsbG8gd29ybGQ=\r\n");
     EXPECT_EQ(b64_encode(2 | kNoPad | kUrl, "\xff\xfe"), "__4\r\n");
+
+    // A refused write still moves the column, so the next line breaks early.
+    TEVRA_Stream *sink = tevra_stream_new_romem("x", 1, 0, &ctx);
+    TEVRA_Stream *b64 = tevra_stream_new_base64(3, 8, 2, &ctx);
+    ASSERT_EQ(tevra_stream_push(b64, sink), 1);
+    EXPECT_TRUE(fails(write(b64, "abc"), TEVRA_ERR_STREAM_READONLY));
+    tevra_stream_pop(b64);
+    tevra_stream_free(sink);
+    sink = tevra_stream_new_mem(0, &ctx);
+    ASSERT_EQ(tevra_stream_push(b64, sink), 1);
+    ASSERT_EQ(write(b64, "abc"), 1);
+    EXPECT_EQ(contents(sink), "YWJj\n");
+    tevra_stream_freeall(b64);
 }
 
 TEST_F(Base64Test, PiecewiseWritesAndSinkGrowthGiveTheSameText) {
@@ -198,6 +211,15 @@ TEST_F(Base64Test, UnpaddedFinalGroupComesFromGetPending) {
     EXPECT_EQ(pending(b64), ""); // nothing carried any more: an empty blob
     EXPECT_EQ(tevra_stream_ctrl(b64, TEVRA_STREAM_CTRL_GET_PENDING, nullptr, &ctx), 0);
     tevra_stream_freeall(b64);
+    // A lone final character fails without an entry, and the failure sticks.
+    b64 = decoder(2 | kNoPad, "Y");
+    EXPECT_EQ(drain(b64), "");
+    EXPECT_EQ(pending(b64), "<fail>");
+    EXPECT_EQ(entries(), 0);
+    char out[4];
+    long count = 0;
+    EXPECT_TRUE(fails(tevra_stream_read(b64, out, 1, &count, &ctx), TEVRA_ERR_STREAM_BASE64_DECODE));
+    tevra_stream_freeall(b64);
 
     EXPECT_EQ(b64_decode(2 | kNoPad, "YWI"), "ab");
     EXPECT_EQ(b64_decode(2 | kNoPad, "YQ"), "a");
@@ -223,6 +245,7 @@ TEST_F(Base64Test, DecodeFailureIsSticky) {
                       TEVRA_ERR_STREAM_BASE64_DECODE));
     EXPECT_EQ(tevra_stream_ctrl(b64, TEVRA_STREAM_CTRL_EOF, nullptr, &ctx), 0);
     EXPECT_EQ(pending(b64), "<fail>");
+    EXPECT_EQ(entries(), 1); // only the read reports
     tevra_stream_freeall(b64);
 }
 
@@ -295,6 +318,13 @@ TEST_F(Base64Test, EndOfAFailingSource) {
     ASSERT_EQ(tevra_stream_read(b64, out, sizeof out, &count, &ctx), 1);
     EXPECT_TRUE(
         fails(tevra_stream_read(b64, out, sizeof out, &count, &ctx), TEVRA_ERR_STREAM_LENGTH));
+    release_filter(b64);
+
+    // A read failing before the end: its own result is passed back.
+    ScriptedStream broken("YWJj");
+    broken.src.fail_with = 7;
+    b64 = decoder(broken);
+    EXPECT_EQ(tevra_stream_read(b64, out, sizeof out, &count, &ctx), 7);
     release_filter(b64);
 }
 
