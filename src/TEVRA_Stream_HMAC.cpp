@@ -65,8 +65,11 @@ int finish_mac(HmacStreamState *st, unsigned char *out, TEVRA_ErrCtx *ctx) {
     unsigned char *b = buffer.get();
     for (long i = 0; i < block; ++i)
         b[i] = static_cast<unsigned char>(st->key_block[i] ^ kOuterPad);
+    // A failing inner final is reported and the outer hash still runs; the
+    // inner digest's bytes are zeroed first so they are never uninitialised.
+    std::memset(b + block, 0, static_cast<size_t>(length));
     if (st->method.final(st->context, b + block) != 1)
-        return report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_MD_FINISH);
+        report(ctx, kFile, __LINE__, TEVRA_ERR_STREAM_MD_FINISH);
     return hash(&st->method, b, block + length, out, ctx) > 0 ? 1 : 0;
 }
 

@@ -154,6 +154,24 @@ TEST_F(DigestTest, OnlyBytesTheSinkTookAreDigested) {
     tevra_stream_freeall(md);
 }
 
+TEST_F(DigestTest, FailingFinalIsReportedButTheResultStillHandedOut) {
+    TEVRA_DigestMethod bad_final = kSha256;
+    bad_final.final = [](void *, unsigned char *) { return 0; };
+    TEVRA_Stream *md = digest_over_null(bad_final);
+    unsigned char out[EVP_MAX_MD_SIZE];
+    EXPECT_EQ(tevra_stream_ctrl(md, TEVRA_STREAM_CTRL_GET_MD, out, &ctx), 1);
+    EXPECT_EQ(code(), unsigned(TEVRA_ERR_STREAM_MD_FINISH));
+    tevra_stream_freeall(md);
+    clear();
+    const unsigned char key[] = "key";
+    TEVRA_Stream *mac = tevra_stream_new_hmac(&bad_final, key, 3, &ctx);
+    ASSERT_EQ(tevra_stream_push(mac, tevra_stream_new_null(&ctx)), 1);
+    EXPECT_EQ(tevra_stream_ctrl(mac, TEVRA_STREAM_CTRL_GET_HMAC, out, &ctx), 1);
+    EXPECT_EQ(code(), unsigned(TEVRA_ERR_STREAM_MD_FINISH));
+    EXPECT_EQ(entries(), 2); // the inner final and the outer hash's final
+    tevra_stream_freeall(mac);
+}
+
 TEST_F(DigestTest, MethodTableChecks) {
     EXPECT_TRUE(fails(tevra_stream_new_md(nullptr, &ctx), TEVRA_ERR_NULL_POINT));
     TEVRA_DigestMethod no_final = kSha256;
