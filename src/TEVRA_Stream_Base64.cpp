@@ -675,10 +675,17 @@ TEVRA_API int tevra_base64encode(unsigned int flags, const unsigned char *data, 
     if (data == nullptr || text == nullptr || text_length == nullptr || length < 1 ||
         length > std::numeric_limits<long>::max() / 2)
         return 0;
-    // Twice the input holds the text of all but the shortest inputs with its
-    // line endings and terminator, so the buffer rarely grows.
+    // Room for the whole text, its line endings and the terminator, so the
+    // buffer never grows, but no more than twice the input: a buffer sized
+    // to the text is reused by the system allocator from one call to the
+    // next, where one of twice the input is fetched afresh from the kernel
+    // once inputs pass a few megabytes.
+    long chars = (length + 2) / 3 * 4;
+    long capacity = chars + 2 * (chars / 64 + 1) + 8;
+    if (capacity > 2 * length)
+        capacity = 2 * length;
     Chain chain;
-    TEVRA_Stream *mem = tevra_stream_new_mem(2 * length, nullptr);
+    TEVRA_Stream *mem = tevra_stream_new_mem(capacity, nullptr);
     TEVRA_Stream *filter = base64_over(chain, mem, flags, 2);
     if (filter == nullptr)
         return 0;
