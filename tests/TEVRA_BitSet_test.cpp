@@ -22,6 +22,12 @@ TEST_F(BitSet, NewMasksUnusedBitsAndGetdataReportsThem) {
     EXPECT_EQ(tevra_bitset_isset(set, 4), 1);
     EXPECT_EQ(tevra_bitset_isset(set, 5), 0);
     tevra_bitset_free(set);
+
+    set = tevra_bitset_new(7, &ff, 1); // the most unused bits a byte can hold
+    ASSERT_NE(set, nullptr);
+    EXPECT_EQ(tevra_bitset_getbitcount(set), 1);
+    EXPECT_EQ(set->bytes[0], 0x80);
+    tevra_bitset_free(set);
 }
 
 TEST_F(BitSet, SetGrowsToExactlyIndexOver8Plus4) {

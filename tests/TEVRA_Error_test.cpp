@@ -94,10 +94,16 @@ TEST_F(ErrCtx, GeterrdescCopiesFromTheBufferIntoTheEntry) {
     EXPECT_EQ(length, 5u);
     char exact[4] = {'w', 'x', 'y', 'z'};
     EXPECT_EQ(tevra_err_ctx_geterrdesc(ctx, exact, 4, &length), 0);
-    char buffer[8] = "WXYZ";
+    char buffer[8] = "WXYZ\0QQ";
     EXPECT_EQ(tevra_err_ctx_geterrdesc(ctx, buffer, sizeof buffer, &length), 1);
-    EXPECT_STREQ(buffer, "WXYZ");
-    EXPECT_STREQ(ctx->entries[0].description, "WXYZ");
+    EXPECT_EQ(std::memcmp(ctx->entries[0].description, "WXYZ\0\0", 6), 0);
+
+    // A full-length description: the copy stops at the entry's last byte.
+    tevra_err_ctx_put(ctx, "f", 1, 5, std::string(63, 'a').c_str());
+    std::string longer = std::string(63, 'B') + '\0' + "QQQQ";
+    EXPECT_EQ(tevra_err_ctx_geterrdesc(ctx, longer.data(), 68, &length), 1);
+    EXPECT_EQ(std::string(ctx->entries[1].description), std::string(63, 'B'));
+    EXPECT_EQ(ctx->entries[2].file, nullptr);
     EXPECT_EQ(tevra_err_ctx_geterrdesc(nullptr, buffer, 8, &length), 0);
     EXPECT_EQ(tevra_err_ctx_geterrdesc(ctx, buffer, 8, nullptr), 0);
 }

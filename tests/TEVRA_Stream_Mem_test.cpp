@@ -191,6 +191,8 @@ TEST_F(MemStream, QueuePositionsMoveApart) {
     EXPECT_TRUE(fails(ctrl(TEVRA_STREAM_CTRL_SET_WRITE_POS, 2), 0x10105));
     EXPECT_EQ(get(TEVRA_STREAM_CTRL_GET_WRITE_POS), 2);
     EXPECT_TRUE(fails(write(s, std::string(20, 'x')), 0x10000)); // cannot compact in that state
+    EXPECT_EQ(read(1), "5");
+    EXPECT_EQ(get(TEVRA_STREAM_CTRL_GET_WRITE_POS), 6); // a read pulls it forward
     EXPECT_EQ(ctrl(TEVRA_STREAM_CTRL_SET_READ_POS, 7), 1);
     EXPECT_EQ(get(TEVRA_STREAM_CTRL_GET_WRITE_POS), 7); // raised to the read position
 

@@ -2,6 +2,7 @@
 // allocates anything.
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 
 #include "TEVRA_Util.h"
 #include "test_support.h"
@@ -11,25 +12,41 @@ namespace {
 std::atomic<long> g_live{0};
 std::atomic<long> g_allowed{-1};
 
+// Each block carries its size in a header, so that new blocks can be filled
+// with garbage (no test may rely on fresh memory being zero) and freed ones
+// poisoned (a use after free reads garbage, not the old contents).
+constexpr size_t kHeader = alignof(std::max_align_t);
+constexpr unsigned char kFreshByte = 0xA5;
+constexpr unsigned char kFreedByte = 0xDD;
+
 void *counting_malloc(long size, const char *, int) {
     long allowed = g_allowed.load();
     if (allowed == 0)
         return nullptr;
     if (allowed > 0)
         g_allowed.fetch_sub(1);
-    void *p = std::malloc(static_cast<size_t>(size));
-    if (p != nullptr)
-        g_live.fetch_add(1);
-    return p;
+    auto bytes = static_cast<size_t>(size);
+    auto *block = static_cast<unsigned char *>(std::malloc(kHeader + bytes));
+    if (block == nullptr)
+        return nullptr;
+    std::memcpy(block, &bytes, sizeof bytes);
+    std::memset(block + kHeader, kFreshByte, bytes);
+    g_live.fetch_add(1);
+    return block + kHeader;
 }
 
 void counting_free(void *p) {
+    if (p == nullptr)
+        return;
+    auto *block = static_cast<unsigned char *>(p) - kHeader;
+    size_t bytes = 0;
+    std::memcpy(&bytes, block, sizeof bytes);
+    std::memset(block, kFreedByte, kHeader + bytes);
     g_live.fetch_sub(1);
-    std::free(p);
+    std::free(block);
 }
 
 } // namespace
-
 namespace tevra_test {
 
 long live_blocks() {
