@@ -13,5 +13,6 @@
 #include "TEVRA_BigInteger.h"
 #include "TEVRA_UString.h"
 #include "TEVRA_DSO.h"
+#include "TEVRA_Time.h"
 
 #endif
