@@ -104,6 +104,10 @@ inline constexpr int kTzUtcId = 414;
 // All zone names, sorted in byte order; a zone's id is its index.
 extern const TzZone g_timezone_table[kTzZoneCount];
 
+// tevra_time_gettimezoneid with the system files looked for under root
+// ("" for the machine's own); tests pass a folder of their own.
+int detect_local_zone(const char *root) noexcept;
+
 } // namespace tevra::detail
 
 #endif
