@@ -1,5 +1,5 @@
 // Big integers: the library's calls against the raw GMP calls they wrap, at
-// 2048 bits, and random prime generation.
+// 2048 bits (multiplication also at 1024), and random prime generation.
 #include <cstdint>
 #include <cstdlib>
 #include <string>
@@ -12,31 +12,29 @@
 
 namespace {
 
-constexpr unsigned long kBits = 2048;
-
-// Operands shared by the benchmarks: two dense 2048-bit values, an odd
-// modulus, their bytes and decimal text.
+// Operands shared by the benchmarks: two dense values of a given width, an
+// odd modulus, their bytes and decimal text.
 struct Operands {
     mpz_t a, b, m;
     TEVRA_BigInteger *ta, *tb, *tm;
     std::vector<unsigned char> bytes;
     std::string decimal;
 
-    Operands() {
+    explicit Operands(unsigned long bits) {
         gmp_randstate_t state;
         gmp_randinit_mt(state);
         gmp_randseed_ui(state, 2048);
         mpz_inits(a, b, m, nullptr);
         for (mpz_ptr v : {a, b, m}) {
-            mpz_urandomb(v, state, kBits);
-            mpz_setbit(v, kBits - 1);
+            mpz_urandomb(v, state, bits);
+            mpz_setbit(v, bits - 1);
         }
         mpz_setbit(m, 0);
         gmp_randclear(state);
         ta = from(a);
         tb = from(b);
         tm = from(m);
-        bytes.resize(kBits / 8);
+        bytes.resize(bits / 8);
         mpz_export(bytes.data(), nullptr, 1, 1, 1, 0, a);
         bytes.insert(bytes.begin(), 0x00); // keeps the two's complement value positive
         decimal.resize(mpz_sizeinbase(a, 10) + 2);
@@ -50,13 +48,13 @@ struct Operands {
     }
 };
 
-Operands &ops() {
-    static Operands o;
-    return o;
+Operands &ops(long bits = 2048) {
+    static Operands o1024(1024), o2048(2048);
+    return bits == 1024 ? o1024 : o2048;
 }
 
 void BM_Mul_Library(benchmark::State &state) {
-    Operands &o = ops();
+    Operands &o = ops(state.range(0));
     for (auto _ : state) {
         TEVRA_BigInteger *r = tevra_biginteger_mul(o.ta, o.tb);
         benchmark::DoNotOptimize(r);
@@ -65,7 +63,7 @@ void BM_Mul_Library(benchmark::State &state) {
 }
 
 void BM_Mul_Gmp(benchmark::State &state) {
-    Operands &o = ops();
+    Operands &o = ops(state.range(0));
     for (auto _ : state) {
         mpz_t r;
         mpz_init(r);
@@ -202,8 +200,8 @@ void BM_NewPrime(benchmark::State &state) {
     }
 }
 
-BENCHMARK(BM_Mul_Library);
-BENCHMARK(BM_Mul_Gmp);
+BENCHMARK(BM_Mul_Library)->Arg(1024)->Arg(2048);
+BENCHMARK(BM_Mul_Gmp)->Arg(1024)->Arg(2048);
 BENCHMARK(BM_ExpMod_Library)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_ExpMod_Gmp)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_BytesIn_Library);

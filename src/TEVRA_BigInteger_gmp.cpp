@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <new>
 
@@ -156,10 +157,18 @@ void clear_mpz(mpz_ptr z) noexcept {
     mpz_clear(z);
 }
 
-// Releases a handle: the limbs go back to GMP, the record to tevra_free.
+// Limbs stored in the handle's own block, right after the record.
+mp_limb_t *inline_limbs(TEVRA_BigInteger *n) noexcept {
+    static_assert(sizeof(TEVRA_BigInteger) % alignof(mp_limb_t) == 0);
+    return reinterpret_cast<mp_limb_t *>(n + 1);
+}
+
+// Releases a handle: limbs GMP allocated go back to GMP, the record (with
+// any limbs stored inline) to tevra_free.
 struct HandleDeleter {
     void operator()(TEVRA_BigInteger *n) const noexcept {
-        clear_mpz(n->value);
+        if (n->value->_mp_d != inline_limbs(n))
+            clear_mpz(n->value);
         tevra_free(n);
     }
 };
@@ -173,6 +182,26 @@ Handle new_handle(int line) {
         throw std::bad_alloc();
     mpz_init(raw->value);
     return Handle(raw.release());
+}
+
+// A new handle holding zero with room for `limbs` limbs in the same block,
+// saving the second allocation. GMP must never grow or free those limbs, so
+// this serves only results known to fit: the caller sizes `limbs` by GMP's
+// own bound for the operation.
+Handle new_handle_with_room(size_t limbs, int line) {
+    size_t max_limbs =
+        (static_cast<size_t>(std::numeric_limits<long>::max()) - sizeof(TEVRA_BigInteger)) /
+        sizeof(mp_limb_t);
+    if (limbs == 0 || limbs > max_limbs || limbs > static_cast<size_t>(INT32_MAX))
+        return new_handle(line);
+    long bytes = static_cast<long>(sizeof(TEVRA_BigInteger) + limbs * sizeof(mp_limb_t));
+    auto *n = static_cast<TEVRA_BigInteger *>(tevra_malloc(bytes, kFile, line));
+    if (n == nullptr)
+        throw std::bad_alloc();
+    n->value->_mp_alloc = static_cast<int>(limbs);
+    n->value->_mp_size = 0;
+    n->value->_mp_d = inline_limbs(n);
+    return Handle(n);
 }
 
 // A GMP temporary cleared on every way out of its scope.
@@ -506,7 +535,15 @@ TEVRA_API TEVRA_BigInteger *tevra_biginteger_sub(const TEVRA_BigInteger *a,
 
 TEVRA_API TEVRA_BigInteger *tevra_biginteger_mul(const TEVRA_BigInteger *a,
                                                  const TEVRA_BigInteger *b) {
-    return binary(a, b, mpz_mul);
+    if (a == nullptr || b == nullptr)
+        return nullptr;
+    // A product never needs more limbs than its operands together, and with
+    // that much room GMP multiplies straight into the output.
+    return produce([&] {
+        Handle r = new_handle_with_room(mpz_size(a->value) + mpz_size(b->value), __LINE__);
+        mpz_mul(r->value, a->value, b->value);
+        return r;
+    });
 }
 
 TEVRA_API TEVRA_BigInteger *tevra_biginteger_div(const TEVRA_BigInteger *a,

@@ -175,11 +175,11 @@ TEST_F(BigIntegerOomTest, FailureInsideGmpIsCaught) {
     Big a = operand(4096, 1), b = operand(4096, 2);
     long before = g_live.load();
     // The handle's record is the one allocation that succeeds; GMP's
-    // allocation for the product fails and must not escape as an exception.
+    // allocation for the sum fails and must not escape as an exception.
     g_budget.store(kRecordAllocations);
-    TEVRA_BigInteger *product = tevra_biginteger_mul(a.get(), b.get());
+    TEVRA_BigInteger *sum = tevra_biginteger_add(a.get(), b.get());
     g_budget.store(-1);
-    EXPECT_EQ(product, nullptr);
+    EXPECT_EQ(sum, nullptr);
     EXPECT_EQ(g_live.load(), before);
 
     // Growing an operand in place: the operand survives a failed reallocation.
