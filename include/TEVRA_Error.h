@@ -9,42 +9,52 @@
 
 TEVRA_BEGIN_DECLS
 
-/* General error codes. */
-#define TEVRA_ERR_OUT_OF_MEMORY 0x10000
-#define TEVRA_ERR_BAD_LENGTH 0x10001
-#define TEVRA_ERR_NULL_POINT 0x10002
-#define TEVRA_ERR_NOT_SUPPORT 0x10003
-#define TEVRA_ERR_UNEXPECTED 0x10004
+/*
+ * Every error code with its description, as X(NAME, value, text): the
+ * TEVRA_ERR_<NAME> constants and the texts returned by tevra_igetGeneralError
+ * and tevra_igetStreamError are both made from these lists. Each list holds
+ * consecutive values from its first code on.
+ */
+#define TEVRA_GENERAL_ERRORS(X)                                                                    \
+    X(OUT_OF_MEMORY, 0x10000, "Out Of Memory")                                                     \
+    X(BAD_LENGTH, 0x10001, "Bad Length")                                                           \
+    X(NULL_POINT, 0x10002, "Null Point")                                                           \
+    X(NOT_SUPPORT, 0x10003, "This method not support")                                             \
+    X(UNEXPECTED, 0x10004, "unexcpeted error")
 
-/* Stream error codes. */
-#define TEVRA_ERR_STREAM_READONLY 0x10100
-#define TEVRA_ERR_STREAM_CANNOT_GROW 0x10101
-#define TEVRA_ERR_STREAM_BAD 0x10102
-#define TEVRA_ERR_STREAM_READ_PAST_END 0x10103
-#define TEVRA_ERR_STREAM_WRITE_FAIL 0x10104
-#define TEVRA_ERR_STREAM_BAD_POS 0x10105
-#define TEVRA_ERR_STREAM_READ_FILE 0x10106
-#define TEVRA_ERR_STREAM_WRITE_FILE 0x10107
-#define TEVRA_ERR_STREAM_FILE_CLOSED 0x10108
-#define TEVRA_ERR_STREAM_RESET 0x10109
-#define TEVRA_ERR_STREAM_CLOSE_FILE 0x1010A
-#define TEVRA_ERR_STREAM_FILE_MODE 0x1010B
-#define TEVRA_ERR_STREAM_OPEN_FILE 0x1010C
-#define TEVRA_ERR_STREAM_NO_SINK 0x1010D
-#define TEVRA_ERR_STREAM_LENGTH 0x1010E
-#define TEVRA_ERR_STREAM_HEX_DECODE 0x1010F
-#define TEVRA_ERR_STREAM_BASE64_FLAG 0x10110
-#define TEVRA_ERR_STREAM_BASE64_DECODE 0x10111
-#define TEVRA_ERR_STREAM_FLUSH_FILE 0x10112
-#define TEVRA_ERR_STREAM_BAD_MD 0x10113
-#define TEVRA_ERR_STREAM_GET_LENGTH 0x10114
-#define TEVRA_ERR_STREAM_CTRL_CODE 0x10115
-#define TEVRA_ERR_STREAM_PEM_DECODE 0x10116
-#define TEVRA_ERR_STREAM_MD_UPDATE 0x10117
-#define TEVRA_ERR_STREAM_MD_FINISH 0x10118
-#define TEVRA_ERR_STREAM_CANNOT_READ 0x10119
-#define TEVRA_ERR_STREAM_CANNOT_WRITE 0x1011A
-#define TEVRA_ERR_STREAM_POS_DIFFER 0x1011B
+#define TEVRA_STREAM_ERRORS(X)                                                                     \
+    X(STREAM_READONLY, 0x10100, "Write a readonly stream")                                         \
+    X(STREAM_CANNOT_GROW, 0x10101, "Stream cannot grow")                                           \
+    X(STREAM_BAD, 0x10102, "Bad stream")                                                           \
+    X(STREAM_READ_PAST_END, 0x10103, "Read pass end of stream")                                    \
+    X(STREAM_WRITE_FAIL, 0x10104, "Write stream fail")                                             \
+    X(STREAM_BAD_POS, 0x10105, "pos is invalid")                                                   \
+    X(STREAM_READ_FILE, 0x10106, "read file fail")                                                 \
+    X(STREAM_WRITE_FILE, 0x10107, "write file fail")                                               \
+    X(STREAM_FILE_CLOSED, 0x10108, "file already close")                                           \
+    X(STREAM_RESET, 0x10109, "reset fail")                                                         \
+    X(STREAM_CLOSE_FILE, 0x1010A, "file close fail")                                               \
+    X(STREAM_FILE_MODE, 0x1010B, "error file mode")                                                \
+    X(STREAM_OPEN_FILE, 0x1010C, "open file fail")                                                 \
+    X(STREAM_NO_SINK, 0x1010D, "no source/sink stream")                                            \
+    X(STREAM_LENGTH, 0x1010E, "stream length error")                                               \
+    X(STREAM_HEX_DECODE, 0x1010F, "hex decode fail")                                               \
+    X(STREAM_BASE64_FLAG, 0x10110, "bad base64 flag")                                              \
+    X(STREAM_BASE64_DECODE, 0x10111, "base64 decode fail")                                         \
+    X(STREAM_FLUSH_FILE, 0x10112, "file flush fail")                                               \
+    X(STREAM_BAD_MD, 0x10113, "bad md function")                                                   \
+    X(STREAM_GET_LENGTH, 0x10114, "get stream length fail")                                        \
+    X(STREAM_CTRL_CODE, 0x10115, "unsupported ctrl code")                                          \
+    X(STREAM_PEM_DECODE, 0x10116, "pem decode fail")                                               \
+    X(STREAM_MD_UPDATE, 0x10117, "md update fail")                                                 \
+    X(STREAM_MD_FINISH, 0x10118, "md finish fail")                                                 \
+    X(STREAM_CANNOT_READ, 0x10119, "stream can not read")                                          \
+    X(STREAM_CANNOT_WRITE, 0x1011A, "stream can not write")                                        \
+    X(STREAM_POS_DIFFER, 0x1011B, "wirte pos and read pos are difference")
+
+#define TEVRA_ERR_ENUMERATOR_(name, value, text) TEVRA_ERR_##name = value,
+enum { TEVRA_GENERAL_ERRORS(TEVRA_ERR_ENUMERATOR_) TEVRA_STREAM_ERRORS(TEVRA_ERR_ENUMERATOR_) };
+#undef TEVRA_ERR_ENUMERATOR_
 
 #define TEVRA_ERR_CTX_SLOTS 32
 

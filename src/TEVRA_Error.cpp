@@ -11,43 +11,28 @@ namespace {
 
 constexpr char kFile[] = "TEVRA_Error";
 
-constexpr const char *kGeneralErrors[] = {
-    "Out Of Memory", "Bad Length", "Null Point", "This method not support", "unexcpeted error",
+struct ErrorText {
+    int code;
+    const char *text;
 };
 
-constexpr const char *kStreamErrors[] = {
-    "Write a readonly stream",
-    "Stream cannot grow",
-    "Bad stream",
-    "Read pass end of stream",
-    "Write stream fail",
-    "pos is invalid",
-    "read file fail",
-    "write file fail",
-    "file already close",
-    "reset fail",
-    "file close fail",
-    "error file mode",
-    "open file fail",
-    "no source/sink stream",
-    "stream length error",
-    "hex decode fail",
-    "bad base64 flag",
-    "base64 decode fail",
-    "file flush fail",
-    "bad md function",
-    "get stream length fail",
-    "unsupported ctrl code",
-    "pem decode fail",
-    "md update fail",
-    "md finish fail",
-    "stream can not read",
-    "stream can not write",
-    "wirte pos and read pos are difference",
-};
+#define TEVRA_ERR_ROW_(name, value, text) {value, text},
+constexpr ErrorText kGeneralErrors[] = {TEVRA_GENERAL_ERRORS(TEVRA_ERR_ROW_)};
+constexpr ErrorText kStreamErrors[] = {TEVRA_STREAM_ERRORS(TEVRA_ERR_ROW_)};
+#undef TEVRA_ERR_ROW_
 
-template <size_t N> const char *table_text(const char *const (&table)[N], int base, int code) {
-    return code >= base && code < base + static_cast<int>(N) ? table[code - base] : "";
+// Lookups index a table by the distance from its first code.
+template <size_t N> constexpr bool consecutive(const ErrorText (&table)[N]) {
+    for (size_t i = 0; i < N; ++i)
+        if (table[i].code != table[0].code + static_cast<int>(i))
+            return false;
+    return true;
+}
+static_assert(consecutive(kGeneralErrors) && consecutive(kStreamErrors));
+
+template <size_t N> const char *table_text(const ErrorText (&table)[N], int code) {
+    int base = table[0].code;
+    return code >= base && code < base + static_cast<int>(N) ? table[code - base].text : "";
 }
 
 thread_local unsigned int t_last_error = 0;
@@ -208,11 +193,11 @@ TEVRA_API int tevra_err_ctx_copy(const TEVRA_ErrCtx *src, TEVRA_ErrCtx *dst) {
 }
 
 TEVRA_API const char *tevra_igetGeneralError(int code) {
-    return table_text(kGeneralErrors, TEVRA_ERR_OUT_OF_MEMORY, code);
+    return table_text(kGeneralErrors, code);
 }
 
 TEVRA_API const char *tevra_igetStreamError(int code) {
-    return table_text(kStreamErrors, TEVRA_ERR_STREAM_READONLY, code);
+    return table_text(kStreamErrors, code);
 }
 
 TEVRA_API int tevra_setlasterror(unsigned int code) {
