@@ -1,0 +1,176 @@
+#!/usr/bin/env python3
+"""Writes stringprep_tables.inc: the Unicode 5.0 and stringprep tables used by
+IDN name preparation and LDAP string preparation.
+
+Usage: gen_stringprep.py --src ../shared/data --out DIR
+
+Reads SRC/ucd-5.0.0/UnicodeData.txt and the small tables in SRC/stringprep/.
+Output is deterministic: sorted records, fixed formatting, no timestamps.
+"""
+
+import argparse
+import os
+import sys
+
+UCD = "ucd-5.0.0"
+OUTPUT = "stringprep_tables.inc"
+
+# Counts of the source release (../shared/data/README.md); a mismatch means
+# the source files are not the ones the library was built against.
+EXPECTED = {
+    "g_CommonMaptoNothing_Table": 27,
+    "g_NonASCIISpace_Table": 17,
+    "g_NonASCIIControl_Table": 62,
+    "g_ChangeDisplay_Table": 15,
+    "g_BidiChar_Table": 1270,
+    "g_NonL_Table": 5733,
+    "g_unassignedCodePoint_Table": 9055,
+    "g_LDHASCII_Table": 65,
+    "g_ldapstringprepmap_Table": 239,
+    "g_CombiningMarks_Table": 1065,
+}
+
+# Unassigned code points in these ranges are found by range test at run time,
+# so the table leaves them out.
+UNASSIGNED_BY_RANGE = [
+    (0x10A59, 0x11FFF),
+    (0x12474, 0x1CFFF),
+    (0x1D800, 0x1FFFD),
+    (0x2A6D7, 0x2F7FF),
+    (0x30000, 0xDFFFD),
+    (0xE01F0, 0xEFFFD),
+]
+NON_L_LAST = 0xE01EF
+
+
+def read_unicode_data(path):
+    """Maps every listed code point (First/Last ranges expanded) to its fields."""
+    rows = {}
+    first = None
+    with open(path, encoding="utf-8") as f:
+        for line in f:
+            fields = line.rstrip("\n").split(";")
+            cp = int(fields[0], 16)
+            if fields[1].endswith(", First>"):
+                first = cp
+                continue
+            start = cp
+            if fields[1].endswith(", Last>"):
+                start = first
+            for c in range(start, cp + 1):
+                rows[c] = fields
+    return rows
+
+
+def parse_range(text):
+    lo, _, hi = text.strip().partition("..")
+    lo = int(lo, 16)
+    return range(lo, (int(hi, 16) if hi else lo) + 1)
+
+
+def read_code_point_list(path):
+    points = []
+    with open(path, encoding="ascii") as f:
+        for line in f:
+            line = line.split("#")[0].strip()
+            if line:
+                points.extend(parse_range(line))
+    return sorted(set(points))
+
+
+def read_mapping(path):
+    mapping = {}
+    with open(path, encoding="ascii") as f:
+        for line in f:
+            line = line.split("#")[0].strip()
+            if not line:
+                continue
+            key, _, value = line.partition(";")
+            for cp in parse_range(key):
+                if cp in mapping:
+                    sys.exit(f"{path}: {cp:04X} listed twice")
+                mapping[cp] = int(value, 16) if value.strip() else 0
+    return sorted(mapping.items())
+
+
+def unassigned(rows):
+    def skipped(c):
+        return (0xD800 <= c <= 0xDFFF or 0xE000 <= c <= 0xF8FF or 0xFDD0 <= c <= 0xFDEF
+                or (c & 0xFFFE) == 0xFFFE
+                or any(lo <= c <= hi for lo, hi in UNASSIGNED_BY_RANGE))
+    return [c for c in range(0xF0000) if c not in rows and not skipped(c)]
+
+
+def ldh_excluded():
+    def ldh(c):
+        return chr(c).isascii() and (chr(c).isalnum() or c == 0x2D)
+    return [c for c in range(0x80) if not ldh(c)]
+
+
+def build_tables(src):
+    rows = read_unicode_data(os.path.join(src, UCD, "UnicodeData.txt"))
+    prep = os.path.join(src, "stringprep")
+    bidi = sorted(c for c, f in rows.items() if f[4] in ("R", "AL"))
+    non_l = sorted(c for c, f in rows.items() if f[4] != "L" and c <= NON_L_LAST)
+    marks = sorted(c for c, f in rows.items() if f[2] in ("Mn", "Mc", "Me"))
+    return [
+        ("g_CommonMaptoNothing_Table", "code", read_code_point_list(os.path.join(prep, "rfc3454-B.1.txt"))),
+        ("g_NonASCIISpace_Table", "code", read_code_point_list(os.path.join(prep, "rfc3454-C.1.2.txt"))),
+        ("g_NonASCIIControl_Table", "code", read_code_point_list(os.path.join(prep, "rfc3454-C.2.2.txt"))),
+        ("g_ChangeDisplay_Table", "code", read_code_point_list(os.path.join(prep, "rfc3454-C.8.txt"))),
+        ("g_BidiChar_Table", "code", bidi),
+        ("g_NonL_Table", "code", non_l),
+        ("g_unassignedCodePoint_Table", "code", unassigned(rows)),
+        ("g_LDHASCII_Table", "unit", ldh_excluded()),
+        ("g_ldapstringprepmap_Table", "map", read_mapping(os.path.join(prep, "rfc4518-map.txt"))),
+        ("g_CombiningMarks_Table", "code", marks),
+    ]
+
+
+def format_values(values, per_line, width):
+    lines = []
+    for i in range(0, len(values), per_line):
+        chunk = values[i:i + per_line]
+        lines.append("    " + " ".join(f"0x{v:0{width}X}," for v in chunk))
+    return lines
+
+
+def format_table(name, kind, records):
+    if kind == "code":
+        head = f"const unsigned long {name}[{len(records)}] = {{"
+        body = format_values(records, 8, 5)
+    elif kind == "unit":
+        head = f"const unsigned short {name}[{len(records)}] = {{"
+        body = format_values(records, 10, 4)
+    else:
+        head = f"const StringprepMapping {name}[{len(records)}] = {{"
+        body = [f"    {{0x{cp:05X}, 0x{to:04X}}}," for cp, to in records]
+    return [head] + body + ["};", ""]
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--src", required=True, help="folder holding ucd-5.0.0/ and stringprep/")
+    parser.add_argument("--out", required=True, help="folder to write " + OUTPUT + " into")
+    args = parser.parse_args()
+
+    tables = build_tables(args.src)
+    for name, _, records in tables:
+        if len(records) != EXPECTED[name]:
+            sys.exit(f"{name}: {len(records)} records, expected {EXPECTED[name]}")
+
+    out = [
+        "// Generated by data/gen_stringprep.py from Unicode 5.0.0 (UnicodeData.txt) and the",
+        "// stringprep tables B.1, C.1.2, C.2.2, C.8 and the LDAP mapping. Do not edit.",
+        "// Every table is sorted ascending by code point.",
+        "",
+    ]
+    for name, kind, records in tables:
+        out.extend(format_table(name, kind, records))
+    os.makedirs(args.out, exist_ok=True)
+    with open(os.path.join(args.out, OUTPUT), "w", encoding="ascii", newline="\n") as f:
+        f.write("\n".join(out))
+
+
+if __name__ == "__main__":
+    main()
