@@ -14,5 +14,6 @@
 #include "TEVRA_UString.h"
 #include "TEVRA_DSO.h"
 #include "TEVRA_Time.h"
+#include "TEVRA_JSON.h"
 
 #endif
