@@ -15,6 +15,9 @@ struct TEVRA_UString {
 
 namespace tevra::detail {
 
+// File name the module's allocations are recorded under.
+inline constexpr char kUStringFile[] = "TEVRA_UString";
+
 inline bool is_surrogate(unsigned int u) {
     return (u & 0xF800) == 0xD800;
 }
@@ -40,6 +43,9 @@ void ustring_finish(TEVRA_UString *s, long unit_count, long char_count, bool sup
 // that does. On failure the units are released and NULL returned.
 TEVRA_UString *ustring_adopt(unsigned short *units, long unit_count, long capacity, long char_count,
                              int line);
+
+// A new empty string; NULL when memory runs out.
+TEVRA_UString *ustring_empty(int line);
 
 } // namespace tevra::detail
 
