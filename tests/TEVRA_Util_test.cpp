@@ -4,12 +4,18 @@
 #include <string>
 #include <vector>
 
+#include "TEVRA_ArrayList.h"
+#include "TEVRA_BitSet.h"
+#include "TEVRA_Error.h"
+#include "TEVRA_Stream.h"
 #include "TEVRA_Util.h"
 #include "test_support.h"
 
 using tevra_test::LeakCheck;
 
 class Util : public LeakCheck {};
+
+const unsigned char kBytes[] = {1, 2, 3};
 
 TEST_F(Util, MallocRefusesNegativeSizeWithoutCallingTheHook) {
     tevra_test::fail_allocations_after(1);
@@ -50,11 +56,37 @@ TEST_F(Util, DataBlobCopiesAndRefusesBadArguments) {
     tevra_data_blob_free(nullptr);
     EXPECT_EQ(tevra_data_blob_new(nullptr, 3), nullptr);
     EXPECT_EQ(tevra_data_blob_new(bytes, -1), nullptr);
-    tevra_test::until_allocations_suffice([&] {
-        TEVRA_DataBlob *b = tevra_data_blob_new(bytes, 3);
-        tevra_data_blob_free(b);
-        return b != nullptr;
-    });
+}
+
+// Releases what a constructor made; whether it made anything.
+template <class T> bool released(T *made, void (*release)(T *)) {
+    release(made);
+    return made != nullptr;
+}
+
+TEST_F(Util, EveryConstructorFailsCleanlyWithoutMemory) {
+    using tevra_test::until_allocations_suffice;
+    const struct {
+        const char *name;
+        bool (*make)();
+    } makers[] = {
+        {"blob", [] { return released(tevra_data_blob_new(kBytes, 3), tevra_data_blob_free); }},
+        {"error context", [] { return released(tevra_err_ctx_new(), tevra_err_ctx_free); }},
+        {"array list",
+         [] { return released(tevra_arraylist_new(nullptr, nullptr), tevra_arraylist_free); }},
+        {"bit set", [] { return released(tevra_bitset_empty(), tevra_bitset_free); }},
+        {"memory", [] { return released(tevra_stream_new_mem(100, nullptr), tevra_stream_free); }},
+        {"queue",
+         [] { return released(tevra_stream_new_rwspecmem(100, nullptr), tevra_stream_free); }},
+        {"read-only copy",
+         [] { return released(tevra_stream_new_romem("abc", 3, 1, nullptr), tevra_stream_free); }},
+        {"null", [] { return released(tevra_stream_new_null(nullptr), tevra_stream_free); }},
+        {"hex", [] { return released(tevra_stream_new_hex(1, nullptr), tevra_stream_free); }},
+        {"base64",
+         [] { return released(tevra_stream_new_base64(2, 64, 2, nullptr), tevra_stream_free); }},
+    };
+    for (const auto &m : makers)
+        EXPECT_GE(until_allocations_suffice(m.make), 1) << m.name;
 }
 
 namespace {
