@@ -6,6 +6,7 @@
 
 #include "TEVRA_Stream.h"
 #include "TEVRA_Stream_Internal.h"
+#include "codec_test_support.h"
 #include "stream_test_support.h"
 
 using tevra_test::StreamTest;
@@ -320,4 +321,83 @@ TEST_F(Stream, ErrorListingIsWrittenNewestFirstInPaddedColumns) {
     EXPECT_EQ(c, 0x10100u);
     EXPECT_EQ(std::memcmp(&before, &listed, sizeof listed), 0);
     tevra_stream_free(ro);
+}
+
+namespace {
+
+// The decoding filters behave alike at the edges: what each one reads, and
+// where its answers differ.
+struct DecoderKind {
+    const char *name;
+    TEVRA_Stream *(*make)(TEVRA_ErrCtx *);
+    const char *file;
+    const char *bad;     // fails to decode
+    const char *whole;   // whole groups, decoding to whole_bytes
+    const char *partial; // a short final group after partial_bytes
+    long whole_bytes, partial_bytes;
+    unsigned int decode_code;
+    const char *decode_text;
+    int broken_result; // a read whose source fails before its end
+};
+const DecoderKind kDecoders[] = {
+    {"hex", [](TEVRA_ErrCtx *c) { return tevra_stream_new_hex(0, c); }, "TEVRA_Stream_Hex",
+     "00zz11", "abcd", "abc", 2, 1, TEVRA_ERR_STREAM_HEX_DECODE, "hex decode fail",
+     0}, // the end test's answer
+    {"base64", [](TEVRA_ErrCtx *c) { return tevra_stream_new_base64(2, 64, 2, c); },
+     "TEVRA_Stream_Base64", "YWJj!!!!", "YWJj", "YWJjZA", 3, 3, TEVRA_ERR_STREAM_BASE64_DECODE,
+     "base64 decode fail", 7}, // the source's own result
+};
+
+} // namespace
+
+TEST_F(Stream, DecodingFiltersShareTheirContract) {
+    using namespace tevra_test;
+    char out[16];
+    long n = 5;
+    for (const DecoderKind &k : kDecoders) {
+        SCOPED_TRACE(k.name);
+        clear();
+        TEVRA_Stream *f = k.make(&ctx);
+        EXPECT_TRUE(fails(tevra_stream_read(f, out, 1, &n, &ctx), TEVRA_ERR_STREAM_NO_SINK));
+        EXPECT_TRUE(fails(tevra_stream_write(f, "a", 1, &n, &ctx), TEVRA_ERR_STREAM_NO_SINK));
+        EXPECT_TRUE(fails(tevra_stream_ctrl(f, TEVRA_STREAM_CTRL_FLUSH, nullptr, &ctx),
+                          TEVRA_ERR_STREAM_NO_SINK));
+        EXPECT_TRUE(fails(tevra_stream_write(f, "a", -1, &n, &ctx), TEVRA_ERR_BAD_LENGTH));
+        EXPECT_EQ(tevra_stream_write(f, "a", 0, &n, &ctx), 1);
+        EXPECT_EQ(n, 0);
+
+        // A decoding failure sticks.
+        ScriptedStream bad(k.bad);
+        ASSERT_EQ(tevra_stream_push(f, &bad.stream), 1);
+        EXPECT_TRUE(fails(tevra_stream_read(f, out, 8, &n, &ctx), k.decode_code, k.decode_text));
+        EXPECT_EQ(file(), k.file);
+        clear();
+        EXPECT_TRUE(fails(tevra_stream_read(f, out, 1, &n, &ctx), k.decode_code));
+        release_filter(f);
+
+        // The end of a source whose exhausted read fails: whole groups are
+        // delivered first; a short group left over is a length error.
+        const struct {
+            const char *text;
+            long delivered;
+            unsigned int code;
+        } ends[] = {{k.whole, k.whole_bytes, TEVRA_ERR_STREAM_READ_PAST_END},
+                    {k.partial, k.partial_bytes, TEVRA_ERR_STREAM_LENGTH}};
+        for (const auto &e : ends) {
+            ScriptedStream source(e.text, 1L << 30, true);
+            f = k.make(&ctx);
+            ASSERT_EQ(tevra_stream_push(f, &source.stream), 1);
+            ASSERT_EQ(tevra_stream_read(f, out, sizeof out, &n, &ctx), 1);
+            EXPECT_EQ(n, e.delivered) << e.text;
+            EXPECT_TRUE(fails(tevra_stream_read(f, out, sizeof out, &n, &ctx), e.code)) << e.text;
+            release_filter(f);
+        }
+
+        ScriptedStream broken(k.whole);
+        broken.src.fail_with = 7;
+        f = k.make(&ctx);
+        ASSERT_EQ(tevra_stream_push(f, &broken.stream), 1);
+        EXPECT_EQ(tevra_stream_read(f, out, 2, &n, &ctx), k.broken_result);
+        release_filter(f);
+    }
 }
