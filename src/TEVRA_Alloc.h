@@ -1,4 +1,4 @@
-// Routes C++ containers and objects through tevra_malloc/tevra_free, and
+// Routes C++ containers and buffers through tevra_malloc/tevra_free, and
 // keeps C++ exceptions inside the library.
 #ifndef TEVRA_ALLOC_H
 #define TEVRA_ALLOC_H
@@ -8,7 +8,6 @@
 #include <memory>
 #include <new>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "TEVRA_Util.h"
@@ -56,34 +55,6 @@ template <class T> Owned<T> alloc_buffer(long n, const char *file, int line) noe
         return Owned<T>();
     return Owned<T>(static_cast<T *>(tevra_malloc(n * static_cast<long>(sizeof(T)), file, line)));
 }
-
-// Constructs a T in tevra_malloc'ed memory; NULL when allocation or the
-// constructor fails. Pair with destroy().
-template <class T, class... Args> T *create(const char *file, int line, Args &&...args) noexcept {
-    void *p = tevra_malloc(static_cast<long>(sizeof(T)), file, line);
-    if (p == nullptr)
-        return nullptr;
-    try {
-        return new (p) T(std::forward<Args>(args)...);
-    } catch (...) {
-        tevra_free(p);
-        return nullptr;
-    }
-}
-
-template <class T> void destroy(T *p) noexcept {
-    if (p != nullptr) {
-        p->~T();
-        tevra_free(p);
-    }
-}
-
-template <class T> struct DestroyDeleter {
-    void operator()(T *p) const noexcept { destroy(p); }
-};
-
-// An object made by create(); destroyed and released together.
-template <class T> using OwnedObject = std::unique_ptr<T, DestroyDeleter<T>>;
 
 // Runs body and turns any exception into the failure result, so that no
 // exception crosses the C interface.
