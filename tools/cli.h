@@ -1,9 +1,12 @@
-// Shared plumbing of the tevra command-line tool.
+// The tevra tool's subcommands. Each lives in its own cmd_*.cpp and is listed
+// in tevra.cpp; the input/output helpers they share are in cli_io.h.
 #ifndef TEVRA_CLI_H
 #define TEVRA_CLI_H
 
 #include <string>
 #include <vector>
+
+#include "cli_io.h"
 
 namespace cli {
 
@@ -13,22 +16,6 @@ struct Command {
     const char *summary;
     int (*run)(const std::vector<std::string> &args);
 };
-
-// Prints "tevra: MESSAGE" on standard error and returns exit status 1.
-int fail(const std::string &message);
-
-// True when the arguments ask for help (-h or --help anywhere).
-bool wants_help(const std::vector<std::string> &args);
-
-// Prints text on standard output and returns 0.
-int usage(const char *text);
-
-// Reads a whole file ("-" or empty for standard input). False with a message in
-// error on failure.
-bool read_input(const std::string &path, std::string &data, std::string &error);
-
-// Writes bytes to standard output; false on a write error.
-bool write_output(const void *data, size_t length);
 
 // Subcommand entry points.
 int cmd_version(const std::vector<std::string> &args);

@@ -1,124 +1,266 @@
 #include "cli_io.h"
 
-#include <sys/stat.h>
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace cli {
 
 namespace {
 
-constexpr long kChunk = 8192;
+// errno of the first failed write to standard output, 0 while all went well.
+int g_output_errno = 0;
+bool g_output_reported = false;
 
-TEVRA_Stream *open_file(const char *path, unsigned long mode, const std::string &name,
-                        std::string &error) {
-    TEVRA_ErrCtx ctx{};
-    TEVRA_Stream *s = tevra_stream_new_file(path, mode, &ctx);
-    if (s == nullptr)
-        error = "cannot open " + name + ": " + describe(ctx);
-    return s;
+std::string quoted(const std::string &path) {
+    return "'" + path + "'";
+}
+
+bool is_stdin(const std::string &path) {
+    return path.empty() || path == "-";
+}
+
+// Opens path for reading; -1 with a message naming it and the reason.
+int open_read(const std::string &path, std::string &name, std::string &error) {
+    if (is_stdin(path)) {
+        name = "standard input";
+        return STDIN_FILENO;
+    }
+    name = quoted(path);
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        error = "cannot open " + name + ": " + std::strerror(errno);
+    return fd;
+}
+
+// Reads until buf holds n bytes or the input ends; the count read, or -1.
+long read_fully(int fd, unsigned char *buf, size_t n) {
+    size_t done = 0;
+    while (done < n) {
+        ssize_t got = ::read(fd, buf + done, n - done);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return -1;
+        if (got == 0)
+            break;
+        done += static_cast<size_t>(got);
+    }
+    return static_cast<long>(done);
 }
 
 } // namespace
 
-std::string describe(const TEVRA_ErrCtx &ctx) {
-    if (ctx.next == ctx.start)
-        return "unknown error";
-    int newest = ctx.next == 0 ? TEVRA_ERR_CTX_SLOTS - 1 : ctx.next - 1;
-    return ctx.entries[newest].description;
+size_t chunk_size() {
+    static const size_t size = [] {
+        const char *text = std::getenv("TEVRA_CLI_CHUNK_SIZE");
+        long n = text != nullptr ? std::atol(text) : 0;
+        return n > 0 ? static_cast<size_t>(n) : size_t{1} << 16;
+    }();
+    return size;
 }
 
-TEVRA_Stream *open_input(const std::string &path, std::string &error) {
-    if (path.empty() || path == "-")
-        return open_file("/dev/stdin", TEVRA_STREAM_FILE_READ, "standard input", error);
-    return open_file(path.c_str(), TEVRA_STREAM_FILE_READ, "'" + path + "'", error);
+int fail(const std::string &message) {
+    std::fprintf(stderr, "tevra: %s\n", message.c_str());
+    return 1;
 }
 
-void sync_output() {
-    struct stat st;
-    if (fstat(STDOUT_FILENO, &st) == 0 && S_ISREG(st.st_mode))
-        lseek(STDOUT_FILENO, 0, SEEK_END);
+int usage(const char *text) {
+    std::fputs(text, stdout);
+    return 0;
 }
 
-TEVRA_Stream *open_output(std::string &error) {
-    static const bool registered = std::atexit(sync_output) == 0;
-    (void)registered;
-    // Anything the tool already printed through stdio must come first.
-    std::fflush(stdout);
-    return open_file("/dev/stdout", TEVRA_STREAM_FILE_APPEND, "standard output", error);
+bool wants_help(const std::vector<std::string> &args) {
+    for (const std::string &arg : args) {
+        if (arg == "--")
+            return false;
+        if (arg == "-h" || arg == "--help")
+            return true;
+    }
+    return false;
 }
 
-bool pump(TEVRA_Stream *from, TEVRA_Stream *to, std::string &error) {
-    char buffer[kChunk];
-    TEVRA_ErrCtx reads{};
-    for (;;) {
-        long count = 0;
-        if (tevra_stream_read(from, buffer, kChunk, &count, &reads) != 1 || count == 0)
-            break;
-        TEVRA_ErrCtx writes{};
-        if (tevra_stream_writen(to, buffer, count, &writes) != 1) {
-            error = describe(writes);
+bool Options::parse(const std::vector<std::string> &args, std::initializer_list<OptionSpec> known,
+                    std::string &error) {
+    bool options_end = false;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string &arg = args[i];
+        if (options_end || arg.size() < 2 || arg[0] != '-') {
+            operands.push_back(arg);
+            continue;
+        }
+        if (arg == "--") {
+            options_end = true;
+            continue;
+        }
+        size_t eq = arg.find('=');
+        std::string name = arg.substr(0, eq);
+        const OptionSpec *spec = nullptr;
+        for (const OptionSpec &candidate : known)
+            if (name == candidate.name)
+                spec = &candidate;
+        if (spec == nullptr) {
+            error = "unknown option '" + name + "'";
             return false;
         }
+        std::string value;
+        if (eq != std::string::npos) {
+            if (!spec->takes_value) {
+                error = "option " + name + " takes no value";
+                return false;
+            }
+            value = arg.substr(eq + 1);
+        } else if (spec->takes_value) {
+            if (i + 1 >= args.size()) {
+                error = "option " + name + " needs a value";
+                return false;
+            }
+            value = args[++i];
+        }
+        given_.emplace_back(name, value);
     }
-    // A source meets its end through an empty or failing read; only a source
-    // that is not at its end failed.
-    if (tevra_stream_ctrl(from, TEVRA_STREAM_CTRL_EOF, nullptr, nullptr) != 1) {
-        error = describe(reads);
+    return true;
+}
+
+bool Options::has(const std::string &name) const {
+    for (const auto &option : given_)
+        if (option.first == name)
+            return true;
+    return false;
+}
+
+std::string Options::value(const std::string &name) const {
+    std::string found;
+    for (const auto &option : given_)
+        if (option.first == name)
+            found = option.second;
+    return found;
+}
+
+bool Options::refuse(std::initializer_list<const char *> names, const std::string &what,
+                     std::string &error) const {
+    for (const char *name : names)
+        if (has(name)) {
+            error = "option " + std::string(name) + " does not apply to " + what;
+            return false;
+        }
+    return true;
+}
+
+bool take_operation(Options &opt, const char *command, std::initializer_list<const char *> choices,
+                    std::string &operation, std::string &error) {
+    std::string list;
+    for (const char *choice : choices) {
+        list += (list.empty() ? "'" : " or '") + std::string(choice) + "'";
+        if (!opt.operands.empty() && opt.operands[0] == choice)
+            operation = choice;
+    }
+    if (!operation.empty()) {
+        opt.operands.erase(opt.operands.begin());
+        return true;
+    }
+    error = opt.operands.empty()
+                ? std::string(command) + " needs " + list
+                : "unknown " + std::string(command) + " operation '" + opt.operands[0] + "'";
+    return false;
+}
+
+bool single_input(const Options &opt, const char *command, std::string &path, std::string &error) {
+    if (opt.operands.size() > 1) {
+        error = std::string(command) + " takes at most one file";
         return false;
     }
-    TEVRA_ErrCtx flush{};
-    if (tevra_stream_ctrl(to, TEVRA_STREAM_CTRL_FLUSH, nullptr, &flush) != 1) {
-        error = describe(flush);
+    path = opt.operands.empty() ? std::string() : opt.operands[0];
+    return true;
+}
+
+bool read_whole(const std::string &path, std::string &data, std::string &error) {
+    ChunkReader in;
+    if (!in.open(path, error))
+        return false;
+    data.clear();
+    while (in.next())
+        data.append(reinterpret_cast<const char *>(in.data()), in.size());
+    error = in.error();
+    return !in.failed();
+}
+
+ChunkReader::ChunkReader(size_t capacity) : buffer_(capacity) {}
+
+ChunkReader::~ChunkReader() {
+    if (fd_ > STDIN_FILENO)
+        ::close(fd_);
+}
+
+bool ChunkReader::open(const std::string &path, std::string &error) {
+    fd_ = open_read(path, name_, error);
+    return fd_ >= 0;
+}
+
+bool ChunkReader::next(size_t keep) {
+    if (fd_ < 0 || failed())
+        return false;
+    keep = keep < size_ ? keep : size_;
+    offset_ += size_ - keep;
+    if (keep > 0)
+        std::memmove(buffer_.data(), buffer_.data() + size_ - keep, keep);
+    // A consumer keeping a whole chunk needs more room to make progress.
+    if (keep == buffer_.size())
+        buffer_.resize(buffer_.size() * 2);
+    size_ = keep;
+    if (eof_)
+        return false;
+    long got = read_fully(fd_, buffer_.data() + keep, buffer_.size() - keep);
+    if (got < 0) {
+        error_ = "cannot read " + name_ + ": " + std::strerror(errno);
+        return false;
+    }
+    size_ += static_cast<size_t>(got);
+    eof_ = size_ < buffer_.size();
+    return got > 0;
+}
+
+bool write_out(const void *data, size_t length) {
+    if (g_output_errno != 0)
+        return false;
+    if (length > 0 && std::fwrite(data, 1, length, stdout) != length) {
+        g_output_errno = errno != 0 ? errno : EIO;
         return false;
     }
     return true;
 }
 
-bool push_filter(StreamPtr &chain, TEVRA_Stream *filter) {
-    if (filter == nullptr || tevra_stream_push(filter, chain.get()) != 1) {
-        tevra_stream_free(filter);
-        return false;
-    }
-    chain.release();
-    chain.reset(filter);
-    return true;
+bool write_out(const std::string &text) {
+    return write_out(text.data(), text.size());
 }
 
-TEVRA_Stream *collect_through(TEVRA_Stream *filter, TEVRA_Stream **mem, TEVRA_ErrCtx &ctx) {
-    StreamPtr chain(tevra_stream_new_mem(0, &ctx));
-    if (!chain) {
-        tevra_stream_free(filter);
-        return nullptr;
+int output_failed() {
+    if (!g_output_reported) {
+        g_output_reported = true;
+        fail(std::string("cannot write standard output: ") + std::strerror(g_output_errno));
     }
-    *mem = chain.get();
-    return push_filter(chain, filter) ? chain.release() : nullptr;
+    return 1;
 }
 
-bool copy_to_output(TEVRA_Stream *from, std::string &error) {
-    StreamPtr out(open_output(error));
-    bool ok = out && pump(from, out.get(), error);
-    out.reset();
-    sync_output();
-    return ok;
+int fail_run(const std::string &message) {
+    return g_output_errno != 0 ? output_failed() : fail(message);
 }
 
-TEVRA_Stream *read_all(const std::string &path, std::string &error) {
-    StreamPtr in(open_input(path, error));
-    if (!in)
-        return nullptr;
-    TEVRA_ErrCtx ctx{};
-    StreamPtr mem(tevra_stream_new_mem(0, &ctx));
-    if (!mem) {
-        error = describe(ctx);
-        return nullptr;
-    }
-    if (!pump(in.get(), mem.get(), error))
-        return nullptr;
-    tevra_stream_ctrl(mem.get(), TEVRA_STREAM_CTRL_RESET, nullptr, nullptr);
-    return mem.release();
+int finish_output(int status) {
+    errno = 0;
+    bool flushed = std::fflush(stdout) == 0 && !std::ferror(stdout);
+    if (!flushed && g_output_errno == 0)
+        g_output_errno = errno != 0 ? errno : EIO;
+    int close_errno = std::fclose(stdout) == 0 ? 0 : (errno != 0 ? errno : EIO);
+    if (g_output_errno == 0)
+        g_output_errno = close_errno;
+    if (g_output_errno != 0)
+        return output_failed();
+    return status;
 }
 
 } // namespace cli

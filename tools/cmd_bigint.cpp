@@ -101,8 +101,7 @@ bool print_number(const TEVRA_BigInteger *n) {
     hex = first == std::string::npos ? "0" : hex.substr(first);
 
     const char *sign = negative ? "-" : "";
-    std::printf("%s%s\n%s0x%s\n", sign, decimal.c_str(), sign, hex.c_str());
-    return std::fflush(stdout) == 0;
+    return write_out(std::string(sign) + decimal + "\n" + sign + "0x" + hex + "\n");
 }
 
 // Calls read_some(at, size) until buf holds len bytes, done of which it
@@ -136,29 +135,25 @@ int system_random(void *, unsigned char *buf, long len) {
 }
 
 int run_prime(const std::vector<std::string> &args) {
-    long bits = 0;
-    bool have_bits = false;
-    unsigned int flags = 0;
-    for (size_t i = 1; i < args.size(); ++i) {
-        const std::string &a = args[i];
-        if (a == "--safe") {
-            flags |= TEVRA_BIGINTEGER_PRIME_SAFE;
-        } else if (a == "--two-top-bits") {
-            flags |= TEVRA_BIGINTEGER_PRIME_TWO_TOP;
-        } else if (a == "--fast") {
-            flags |= TEVRA_BIGINTEGER_PRIME_FASTTEST;
-        } else if (a == "--bits") {
-            if (i + 1 == args.size())
-                return fail("--bits needs a value");
-            const std::string &v = args[++i];
-            if (v.empty() || v.size() > 6 || v.find_first_not_of("0123456789") != std::string::npos)
-                return fail("--bits must be a number from 2 to 65536, not '" + v + "'");
-            bits = std::stol(v);
-            have_bits = true;
-        } else {
-            return fail("bigint prime: unknown option '" + a + "'");
-        }
-    }
+    Options opt;
+    std::string error;
+    std::vector<std::string> rest(args.begin() + 1, args.end());
+    if (!opt.parse(
+            rest,
+            {{"--safe", false}, {"--two-top-bits", false}, {"--fast", false}, {"--bits", true}},
+            error))
+        return fail("bigint prime: " + error);
+    if (!opt.operands.empty())
+        return fail("bigint prime takes no operands, not '" + opt.operands[0] + "'");
+    unsigned int flags = (opt.has("--safe") ? TEVRA_BIGINTEGER_PRIME_SAFE : 0) |
+                         (opt.has("--two-top-bits") ? TEVRA_BIGINTEGER_PRIME_TWO_TOP : 0) |
+                         (opt.has("--fast") ? TEVRA_BIGINTEGER_PRIME_FASTTEST : 0);
+    const bool have_bits = opt.has("--bits");
+    const std::string v = opt.value("--bits");
+    if (have_bits &&
+        (v.empty() || v.size() > 6 || v.find_first_not_of("0123456789") != std::string::npos))
+        return fail("--bits must be a number from 2 to 65536, not '" + v + "'");
+    long bits = have_bits ? std::stol(v) : 0;
     if (!have_bits)
         return fail("bigint prime needs --bits N");
     if (bits < 2 || bits > kMaxPrimeBits)
@@ -166,7 +161,7 @@ int run_prime(const std::vector<std::string> &args) {
     Big p(tevra_biginteger_newprime(system_random, nullptr, bits, flags));
     if (!p)
         return fail("no prime of " + std::to_string(bits) + " bits with these options");
-    return print_number(p.get()) ? 0 : fail("cannot print the result");
+    return print_number(p.get()) ? 0 : fail_run("cannot print the result");
 }
 
 TEVRA_BigInteger *quotient(const TEVRA_BigInteger *a, const TEVRA_BigInteger *b) {
@@ -218,7 +213,7 @@ int run_eval(const std::vector<std::string> &args) {
             return fail("no inverse: the base and the modulus are not coprime");
         return fail("out of memory");
     }
-    return print_number(r.get()) ? 0 : fail("cannot print the result");
+    return print_number(r.get()) ? 0 : fail_run("cannot print the result");
 }
 
 } // namespace

@@ -138,31 +138,16 @@ size_t locate_failure(const std::string &data,
 int cmd_convert(const std::vector<std::string> &args) {
     if (wants_help(args))
         return usage(kUsage);
-    std::string from, to, path;
-    bool have_path = false;
-    for (size_t i = 0; i < args.size(); ++i) {
-        const std::string &a = args[i];
-        if (a == "--from" || a == "--to") {
-            if (i + 1 >= args.size())
-                return fail(a + " needs a character set name");
-            (a == "--from" ? from : to) = args[++i];
-        } else if (a.rfind("--from=", 0) == 0) {
-            from = a.substr(7);
-        } else if (a.rfind("--to=", 0) == 0) {
-            to = a.substr(5);
-        } else if (a.size() > 1 && a[0] == '-') {
-            return fail("convert: unknown option '" + a + "'");
-        } else if (have_path) {
-            return fail("convert takes at most one file");
-        } else {
-            path = a;
-            have_path = true;
-        }
-    }
+    Options opt;
+    std::string error, path;
+    if (!opt.parse(args, {{"--from", true}, {"--to", true}}, error) ||
+        !single_input(opt, "convert", path, error))
+        return fail(error);
+    std::string from = opt.value("--from"), to = opt.value("--to");
     if (from.empty() || to.empty())
         return fail("convert needs --from CHARSET and --to CHARSET");
-    std::string data, error;
-    if (!read_input(path, data, error))
+    std::string data;
+    if (!read_whole(path, data, error))
         return fail(error);
     std::string src = upper(from), dst = upper(to);
     for (const std::string *name : {&from, &to})
@@ -191,9 +176,7 @@ int cmd_convert(const std::vector<std::string> &args) {
         return fail("cannot convert to " + to +
                     ": no representation for the character at byte offset " + std::to_string(at));
     }
-    if (!write_output(out.data(), out.size()))
-        return fail("cannot write the output");
-    return 0;
+    return write_out(out) ? 0 : output_failed();
 }
 
 } // namespace cli

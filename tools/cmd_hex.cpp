@@ -1,79 +1,125 @@
-// tevra hex: hexadecimal encoding and decoding through the hex filter.
+// tevra hex: hexadecimal encoding and decoding with the one-shot hex codec,
+// a chunk at a time.
+#include <cstdio>
+
 #include "TEVRA_Stream.h"
+#include "TEVRA_Util.h"
 #include "cli.h"
-#include "cli_io.h"
-#include "cmd_codec.h"
 
 namespace cli {
 
 namespace {
 
-const char kUsage[] = "usage: tevra hex encode|decode [--upper] [FILE]\n"
+const char kUsage[] = "usage: tevra hex encode [--upper] [--] [FILE]\n"
+                      "       tevra hex decode [--] [FILE]\n"
                       "\n"
-                      "Encodes FILE (or standard input) as two hex digits per byte, followed by\n"
-                      "a line feed, or decodes hex digits of either case back to bytes (line\n"
-                      "breaks and blanks at the end of the text are ignored).\n"
+                      "encode writes two hex digits per byte of FILE (or standard input) on one\n"
+                      "line. decode turns hex digits of either case back into bytes; line breaks\n"
+                      "and blanks may stand between digit pairs (as in 'xxd -p' output).\n"
                       "\n"
                       "options:\n"
                       "  --upper   encode with upper-case digits\n";
 
-int encode(const std::string &path, bool upper) {
-    std::string error, data;
-    if (!codec::slurp(path, data, error))
-        return fail(error);
-    TEVRA_ErrCtx ctx{};
-    TEVRA_Stream *mem = nullptr;
-    StreamPtr chain(collect_through(tevra_stream_new_hex(upper ? 1 : 0, &ctx), &mem, ctx));
-    if (!chain)
-        return fail(describe(ctx));
-    if (tevra_stream_writen(chain.get(), data.data(), static_cast<long>(data.size()), &ctx) != 1 ||
-        (!data.empty() && tevra_stream_writen(mem, "\n", 1, &ctx) != 1))
-        return fail(describe(ctx));
-    return codec::emit_stream(mem, error) ? 0 : fail(error);
+bool is_blank(unsigned char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
-int decode(const std::string &path) {
-    std::string error, text;
-    if (!codec::slurp(path, text, error))
-        return fail(error);
-    while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' ' ||
-                             text.back() == '\t'))
-        text.pop_back();
-    if (text.size() % 2 != 0)
-        return fail("invalid hex input: odd number of digits");
-    TEVRA_ErrCtx ctx{};
-    StreamPtr chain(tevra_stream_new_romem(text.data(), static_cast<long>(text.size()), 0, &ctx));
-    if (!chain)
-        return fail(describe(ctx));
-    if (!push_filter(chain, tevra_stream_new_hex(0, &ctx)))
-        return fail(describe(ctx));
-    // Decoded in full first, so that bad input writes nothing but the error.
-    StreamPtr out(tevra_stream_new_mem(static_cast<long>(text.size() / 2), &ctx));
-    if (!out)
-        return fail(describe(ctx));
-    if (!pump(chain.get(), out.get(), error))
-        return fail("invalid hex input: " + error);
-    return codec::emit_stream(out.get(), error) ? 0 : fail(error);
+bool is_hex_digit(unsigned char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
-int hex(const codec::Arguments &a) {
-    bool upper = false;
-    for (const auto &option : a.options) {
-        if (option.first != "--upper")
-            return fail("unknown option '" + option.first + "'");
-        upper = true;
+// "'G'" for a printable byte, "byte 0x80" for others.
+std::string show_byte(unsigned char c) {
+    char text[16];
+    if (c > ' ' && c < 0x7f)
+        std::snprintf(text, sizeof text, "'%c'", c);
+    else
+        std::snprintf(text, sizeof text, "byte 0x%02x", c);
+    return text;
+}
+
+// Writes the bytes of an even number of hex digits, known to be valid.
+bool emit_decoded(const std::string &digits, std::string &error) {
+    if (digits.empty())
+        return true;
+    unsigned char *bytes = nullptr;
+    long length = 0;
+    if (tevra_hexdecode(reinterpret_cast<const unsigned char *>(digits.data()),
+                        static_cast<long>(digits.size()), &bytes, &length) != 1) {
+        error = "out of memory";
+        return false;
     }
-    std::string path, error;
-    bool encoding = true;
-    if (!codec::single_file(a, "hex", path, error) || !codec::operation(a, "hex", encoding, error))
-        return fail(error);
-    return encoding ? encode(path, upper) : decode(path);
+    bool written = write_out(bytes, static_cast<size_t>(length));
+    tevra_free(bytes);
+    error = "cannot write standard output";
+    return written;
+}
+
+int decode(ChunkReader &in) {
+    std::string digits, error;
+    unsigned long long odd_at = 0; // offset of a digit still waiting for its pair
+    while (in.next()) {
+        // An odd digit left from the previous chunk comes first.
+        digits.erase(0, digits.size() - digits.size() % 2);
+        for (size_t i = 0; i < in.size(); ++i) {
+            unsigned char c = in.data()[i];
+            unsigned long long at = in.offset() + i;
+            if (is_hex_digit(c)) {
+                if (digits.size() % 2 == 0)
+                    odd_at = at;
+                digits += static_cast<char>(c);
+            } else if (!is_blank(c) || digits.size() % 2 != 0) {
+                return fail_run("invalid hex input: " + show_byte(c) + " at byte offset " +
+                                std::to_string(at) +
+                                (is_blank(c) ? " splits a digit pair" : " is not a hex digit"));
+            }
+        }
+        if (!emit_decoded(digits.substr(0, digits.size() - digits.size() % 2), error))
+            return fail_run(error);
+    }
+    if (in.failed())
+        return fail(in.error());
+    if (digits.size() % 2 != 0)
+        return fail_run("invalid hex input: odd number of digits (the digit at byte offset " +
+                        std::to_string(odd_at) + " has no pair)");
+    return 0;
+}
+
+int encode(ChunkReader &in, bool upper) {
+    bool any = false;
+    while (in.next()) {
+        unsigned char *text = nullptr;
+        long length = 0;
+        if (tevra_hexencode(upper ? 1 : 0, in.data(), static_cast<long>(in.size()), &text,
+                            &length) != 1)
+            return fail("out of memory");
+        bool written = write_out(text, static_cast<size_t>(length));
+        tevra_free(text);
+        if (!written)
+            return output_failed();
+        any = true;
+    }
+    if (in.failed())
+        return fail(in.error());
+    return !any || write_out("\n", 1) ? 0 : output_failed();
 }
 
 } // namespace
 
 int cmd_hex(const std::vector<std::string> &args) {
-    return codec::run(args, kUsage, {}, hex);
+    if (wants_help(args))
+        return usage(kUsage);
+    Options opt;
+    std::string error, operation, path;
+    if (!opt.parse(args, {{"--upper", false}}, error) ||
+        !take_operation(opt, "hex", {"encode", "decode"}, operation, error) ||
+        (operation == "decode" && !opt.refuse({"--upper"}, "hex decode", error)) ||
+        !single_input(opt, "hex", path, error))
+        return fail(error);
+    ChunkReader in;
+    if (!in.open(path, error))
+        return fail(error);
+    return operation == "encode" ? encode(in, opt.has("--upper")) : decode(in);
 }
 
 } // namespace cli

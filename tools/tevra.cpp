@@ -36,10 +36,10 @@ int main(int argc, char **argv) {
     }
     std::string name = argv[1];
     if (name == "-h" || name == "--help" || name == "help")
-        return print_help(stdout);
+        return cli::finish_output(print_help(stdout));
     std::vector<std::string> args(argv + 2, argv + argc);
     for (const cli::Command &c : kCommands)
         if (name == c.name)
-            return c.run(args);
+            return cli::finish_output(c.run(args));
     return cli::fail("unknown command '" + name + "' (see 'tevra --help')");
 }
