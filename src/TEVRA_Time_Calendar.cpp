@@ -1,4 +1,5 @@
 // Gregorian calendar arithmetic, validation and the leap-second line.
+#include <algorithm>
 #include <array>
 #include <cstddef>
 
@@ -77,10 +78,12 @@ constexpr LeapIndex kLeap = make_leap_index();
 
 // Leap seconds whose date lies before the given day.
 long leaps_before_day(long day) {
-    long n = 0;
-    for (long d : kLeap.day)
-        n += d < day ? 1 : 0;
-    return n;
+    return std::lower_bound(kLeap.day.begin(), kLeap.day.end(), day) - kLeap.day.begin();
+}
+
+// Leap seconds at or before the packed fields key.
+long leaps_up_to(long key) {
+    return std::upper_bound(kLeap.key.begin(), kLeap.key.end(), key) - kLeap.key.begin();
 }
 
 long seconds_of_day(const TEVRA_Time &t) {
@@ -135,9 +138,18 @@ void civil_from_days(long days, TEVRA_Time &t) {
 }
 
 int cmp_fields(const TEVRA_Time &a, const TEVRA_Time &b) {
-    long ka = field_key(a), kb = field_key(b);
-    if (ka != kb)
-        return ka < kb ? -1 : 1;
+    if (a.year != b.year)
+        return a.year < b.year ? -1 : 1;
+    if (a.month != b.month)
+        return a.month < b.month ? -1 : 1;
+    if (a.day != b.day)
+        return a.day < b.day ? -1 : 1;
+    if (a.hour != b.hour)
+        return a.hour < b.hour ? -1 : 1;
+    if (a.minute != b.minute)
+        return a.minute < b.minute ? -1 : 1;
+    if (a.second != b.second)
+        return a.second < b.second ? -1 : 1;
     long na = static_cast<long>(a.nanoseconds), nb = static_cast<long>(b.nanoseconds);
     return na == nb ? 0 : (na < nb ? -1 : 1);
 }
@@ -145,19 +157,14 @@ int cmp_fields(const TEVRA_Time &a, const TEVRA_Time &b) {
 bool is_leap_minute(const TEVRA_Time &t) {
     TEVRA_Time probe = t;
     probe.second = 60;
-    long key = field_key(probe);
-    for (long k : kLeap.key)
-        if (k == key)
-            return true;
-    return false;
+    return std::binary_search(kLeap.key.begin(), kLeap.key.end(), field_key(probe));
 }
 
 int leap_seconds_within(const TEVRA_Time &lo, const TEVRA_Time &hi) {
-    long klo = field_key(lo), khi = field_key(hi);
-    int n = 0;
-    for (long k : kLeap.key)
-        n += (klo < k && k <= khi) ? 1 : 0;
-    return n;
+    if (lo.year > g_leapseconds[kLeapSecondCount - 1].year || hi.year < g_leapseconds[0].year)
+        return 0;
+    long n = leaps_up_to(field_key(hi)) - leaps_up_to(field_key(lo));
+    return n > 0 ? static_cast<int>(n) : 0;
 }
 
 bool make_fields(TEVRA_Time &out, int year, int month, int day, int hour, int minute, int second,
@@ -190,8 +197,12 @@ TEVRA_Time *new_record(const TEVRA_Time &value, int line) {
 }
 
 bool step_days(TEVRA_Time &t, long n) {
-    if (n != 0)
+    // Most steps stay within the month and need no calendar conversion.
+    if (n != 0 && (t.month < 1 || t.month > 12 || t.day + n < 1 ||
+                   t.day + n > days_in_month(t.year, t.month)))
         civil_from_days(days_from_civil(t.year, t.month, t.day) + n, t);
+    else
+        t.day += static_cast<int>(n);
     return year_in_range(t.year);
 }
 

@@ -93,10 +93,8 @@ bool utc_to_local(const TEVRA_Time &utc, int id, TEVRA_Time &out) {
     const TzZone *zone = zone_of(id);
     if (zone == nullptr)
         return false;
-    for (int i = 0; i < zone->line_count; ++i)
-        if (utc_line_applies(zone->lines[i], utc))
-            return utc2localclock(zone->lines[i], utc, id, out);
-    return false;
+    const TzZoneLine *line = utc_line(*zone, utc);
+    return line != nullptr && utc2localclock(*line, utc, id, out);
 }
 
 } // namespace tevra::detail

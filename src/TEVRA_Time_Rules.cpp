@@ -1,5 +1,8 @@
 // Walking a zone's lines and rule sets: which zone line and which
 // daylight-saving rule are in force at a UTC instant or a wall-clock time.
+#include <cstddef>
+#include <cstdint>
+
 #include "TEVRA_Time_Rules.h"
 
 namespace tevra::detail {
@@ -31,20 +34,46 @@ bool ended_long_before(const TzZoneLine &line, const TEVRA_Time &t) {
 }
 
 // The rule's transition in a year, its AT fields taken as they stand.
-bool transition(const TzRule &rule, int year, TEVRA_Time &at) {
+bool build_transition(const TzRule &rule, int year, TEVRA_Time &at) {
     int day = getday(rule.day_kind, year, rule.month, rule.day, rule.weekday);
     return day != -1 &&
            make_utc(at, year, rule.month, day, rule.at_hour, rule.at_minute, rule.at_second, 0);
 }
 
-// Keeps the latest candidate transition; on a tie the item offered first stays.
+// Transitions are pure functions of rule and year, and every conversion asks
+// for the same few again, so each thread remembers the latest ones.
+struct TransitionSlot {
+    const TzRule *rule = nullptr;
+    int year = 0;
+    bool ok = false;
+    TEVRA_Time at{};
+};
+constexpr std::size_t kTransitionSlots = 64;
+thread_local TransitionSlot t_transitions[kTransitionSlots];
+
+bool transition(const TzRule &rule, int year, TEVRA_Time &at) {
+    auto index = reinterpret_cast<std::uintptr_t>(&rule) / sizeof(TzRule) * 7 +
+                 static_cast<std::uintptr_t>(year);
+    TransitionSlot &slot = t_transitions[index % kTransitionSlots];
+    if (slot.rule != &rule || slot.year != year) {
+        slot.ok = build_transition(rule, year, slot.at);
+        slot.rule = &rule;
+        slot.year = year;
+    }
+    at = slot.at;
+    return slot.ok;
+}
+
+// Keeps the latest candidate transition; on a tie the item that comes first
+// in the rule set stays, whatever the order in which they are offered.
 struct Latest {
     const TzRule *item = nullptr;
     TEVRA_Time at{};  // the candidate as compared
     TEVRA_Time raw{}; // the transition as built from the rule
 
     void offer(const TzRule &rule, const TEVRA_Time &candidate, const TEVRA_Time &built) {
-        if (item == nullptr || cmp_fields(candidate, at) > 0) {
+        int order = item == nullptr ? 1 : cmp_fields(candidate, at);
+        if (order > 0 || (order == 0 && &rule < item)) {
             item = &rule;
             at = candidate;
             raw = built;
@@ -59,23 +88,17 @@ struct Latest {
 // passed over, items in their years are tested with at_or_after against this
 // year's transition (falling back to last year's), finished items offer
 // their final transition. to_candidate turns a built transition into the
-// value that is compared.
+// value that is compared. Running items go first: their recent candidates
+// usually make the finished items' old transitions needless to build.
 template <class AtOrAfter, class ToCandidate>
 Latest search(const TzRuleSet &set, const TzRule *skip, int year, AtOrAfter at_or_after,
               ToCandidate to_candidate) {
     Latest latest;
+    TEVRA_Time built, candidate;
     for (int i = 0; i < set.count; ++i) {
         const TzRule &rule = set.items[i];
-        if (&rule == skip || year < rule.from_year)
-            continue;
-        TEVRA_Time built, candidate;
-        if (year > rule.to_year) {
-            if (!latest.beats(rule.to_year) && transition(rule, rule.to_year, built) &&
-                to_candidate(rule, built, candidate))
-                latest.offer(rule, candidate, built);
-            continue;
-        }
-        if (!transition(rule, year, built))
+        if (&rule == skip || year < rule.from_year || year > rule.to_year ||
+            !transition(rule, year, built))
             continue;
         if (at_or_after(rule, built)) {
             if (to_candidate(rule, built, candidate))
@@ -84,6 +107,13 @@ Latest search(const TzRuleSet &set, const TzRule *skip, int year, AtOrAfter at_o
                    to_candidate(rule, built, candidate)) {
             latest.offer(rule, candidate, built);
         }
+    }
+    for (int i = 0; i < set.count; ++i) {
+        const TzRule &rule = set.items[i];
+        if (&rule == skip || year <= rule.to_year || latest.beats(rule.to_year))
+            continue;
+        if (transition(rule, rule.to_year, built) && to_candidate(rule, built, candidate))
+            latest.offer(rule, candidate, built);
     }
     return latest;
 }
@@ -95,11 +125,33 @@ bool as_built(const TzRule &, const TEVRA_Time &built, TEVRA_Time &candidate) {
 
 // The rule in force just before transition at of item: transitions of the
 // other items, compared as plain clock fields, an equal one counting.
-const TzRule *rule_before(const TzRuleSet &set, const TzRule &item, const TEVRA_Time &at) {
+const TzRule *search_rule_before(const TzRuleSet &set, const TzRule &item, const TEVRA_Time &at) {
     auto not_after = [&at](const TzRule &, const TEVRA_Time &built) {
         return cmp_fields(at, built) >= 0;
     };
     return search(set, &item, at.year, not_after, as_built).item;
+}
+
+// The answer depends only on the item and its transition, and is asked for
+// again on every conversion near that transition.
+struct BeforeSlot {
+    const TzRule *item = nullptr;
+    TEVRA_Time at{};
+    const TzRule *before = nullptr;
+};
+thread_local BeforeSlot t_before[kTransitionSlots];
+
+const TzRule *rule_before(const TzRuleSet &set, const TzRule &item, const TEVRA_Time &at) {
+    auto index = reinterpret_cast<std::uintptr_t>(&item) / sizeof(TzRule) * 7 +
+                 static_cast<std::uintptr_t>(at.year) * 3 + static_cast<std::uintptr_t>(at.month);
+    BeforeSlot &slot = t_before[index % kTransitionSlots];
+    if (slot.item == &item && cmp_fields(slot.at, at) == 0)
+        return slot.before;
+    const TzRule *before = search_rule_before(set, item, at);
+    slot.item = &item;
+    slot.at = at;
+    slot.before = before;
+    return before;
 }
 
 // A transition on the wall clock: standard-time rules shift by their own
@@ -246,9 +298,9 @@ bool utc2localclock(const TzZoneLine &line, const TEVRA_Time &t, int id, TEVRA_T
     return true;
 }
 
+namespace {
+
 bool utc_line_applies(const TzZoneLine &line, const TEVRA_Time &t) {
-    if (line.until_year == kNeverYear || ended_long_before(line, t))
-        return false;
     if (line.until_year == kTzMax)
         return true;
     TEVRA_Time until, shifted;
@@ -260,6 +312,18 @@ bool utc_line_applies(const TzZoneLine &line, const TEVRA_Time &t) {
     long shift = line.until_kind == kTzStandard || line.rule_kind != kTzFixedSave ? line.std_offset
                                                                                   : line.fixed_save;
     return moved(t, shift, shifted) && earlier(shifted, until);
+}
+
+} // namespace
+
+const TzZoneLine *utc_line(const TzZone &zone, const TEVRA_Time &t) {
+    for (int i = 0; i < zone.line_count; ++i) {
+        const TzZoneLine &line = zone.lines[i];
+        if (line.until_year != kNeverYear && !ended_long_before(line, t) &&
+            utc_line_applies(line, t))
+            return &line;
+    }
+    return nullptr;
 }
 
 int localbefore(const TEVRA_Time &t, const TzZoneLine &line, int id) {

@@ -25,8 +25,8 @@ const TzRule *utc_rule_in_force(const TzRuleSet &set, const TEVRA_Time &t, int o
 // hour); false only when the times of a found rule cannot be built.
 bool local_rule_in_force(const TzRuleSet &set, const TEVRA_Time &t, int offset, LocalRule &found);
 
-// Whether the UTC instant t lies before the line's end.
-bool utc_line_applies(const TzZoneLine &line, const TEVRA_Time &t);
+// The zone line in force at the UTC instant t: the first whose end lies after it.
+const TzZoneLine *utc_line(const TzZone &zone, const TEVRA_Time &t);
 // 1 when the wall time t lies before the line's end, 0 if not, -1 on failure.
 int localbefore(const TEVRA_Time &t, const TzZoneLine &line, int id);
 
