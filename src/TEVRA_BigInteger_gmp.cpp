@@ -204,6 +204,31 @@ Handle new_handle_with_room(size_t limbs, int line) {
     return Handle(n);
 }
 
+// Before GMP grows a handle in place, limbs stored inline move to a block of
+// GMP's own, which it can reallocate; the inline ones are left unused. On
+// an exception the handle is unchanged. Runs in a call of its own, so that
+// the new block is kept even if the growth after it fails.
+void own_limbs(TEVRA_BigInteger *n) {
+    if (n->value->_mp_d != inline_limbs(n))
+        return;
+    mpz_t owned;
+    mpz_init_set(owned, n->value);
+    *n->value = *owned;
+}
+
+// Sets or clears (op) bit i of n in place; 1, or 0 with n unchanged.
+int change_bit(TEVRA_BigInteger *n, long i, void (*op)(mpz_ptr, mp_bitcnt_t)) noexcept {
+    if (n == nullptr || i < 0)
+        return 0;
+    if (!gmp_guarded(false, [&] { return own_limbs(n), true; }))
+        return 0;
+    // A failed reallocation throws before GMP touches the operand.
+    return gmp_guarded(0, [&] {
+        op(n->value, static_cast<mp_bitcnt_t>(i));
+        return 1;
+    });
+}
+
 // A GMP temporary cleared on every way out of its scope.
 struct Mpz {
     mpz_t v;
@@ -674,22 +699,11 @@ TEVRA_API int tevra_biginteger_testbit(const TEVRA_BigInteger *n, long i) {
 }
 
 TEVRA_API int tevra_biginteger_setbit(TEVRA_BigInteger *n, long i) {
-    if (n == nullptr || i < 0)
-        return 0;
-    // A failed reallocation throws before GMP touches the operand.
-    return gmp_guarded(0, [&] {
-        mpz_setbit(n->value, static_cast<mp_bitcnt_t>(i));
-        return 1;
-    });
+    return change_bit(n, i, mpz_setbit);
 }
 
 TEVRA_API int tevra_biginteger_clearbit(TEVRA_BigInteger *n, long i) {
-    if (n == nullptr || i < 0)
-        return 0;
-    return gmp_guarded(0, [&] {
-        mpz_clrbit(n->value, static_cast<mp_bitcnt_t>(i));
-        return 1;
-    });
+    return change_bit(n, i, mpz_clrbit);
 }
 
 TEVRA_API TEVRA_BigInteger *tevra_biginteger_newprime(TEVRA_BigIntegerRandom random, void *ctx,

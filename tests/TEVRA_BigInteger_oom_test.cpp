@@ -192,6 +192,15 @@ TEST_F(BigIntegerOomTest, FailureInsideGmpIsCaught) {
     EXPECT_EQ(value, 5);
     EXPECT_EQ(tevra_biginteger_setbit(n.get(), 1 << 20), 1);
     EXPECT_EQ(tevra_biginteger_getbitcount(n.get()), (1 << 20) + 1);
+
+    // The same for a product, whose limbs first move out of its record.
+    Big product(tevra_biginteger_mul(a.get(), b.get()));
+    for (long budget : {0L, 1L}) {
+        g_budget.store(budget);
+        EXPECT_EQ(tevra_biginteger_setbit(product.get(), 1 << 20), 0);
+        g_budget.store(-1);
+        EXPECT_EQ(tevra_biginteger_getbitcount(product.get()), 8192);
+    }
 }
 
 TEST_F(BigIntegerOomTest, EveryFailurePointOfConstructionAndConversion) {

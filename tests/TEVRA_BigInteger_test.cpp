@@ -372,6 +372,16 @@ TEST_F(BigIntegerTest, Bits) {
     EXPECT_EQ(tevra_biginteger_setbit(z.get(), -1), 0);
     EXPECT_EQ(tevra_biginteger_clearbit(z.get(), -1), 0);
     EXPECT_EQ(tevra_biginteger_setbit(nullptr, 1), 0);
+
+    // A product's limbs grow in place like any other value's.
+    Big p(tevra_biginteger_mul(dec("-3").get(), dec("5").get()));
+    ASSERT_EQ(tevra_biginteger_clearbit(p.get(), 300), 1);
+    EXPECT_EQ(tevra_biginteger_getbitcount(p.get()), 301);
+    ASSERT_EQ(tevra_biginteger_setbit(p.get(), 300), 1);
+    EXPECT_EQ(text(p.get()), "-15");
+    Big q(tevra_biginteger_mul(dec("3").get(), dec("5").get()));
+    ASSERT_EQ(tevra_biginteger_setbit(q.get(), 64), 1);
+    EXPECT_EQ(text(q.get()), "18446744073709551631");
     EXPECT_EQ(tevra_biginteger_clearbit(nullptr, 1), 0);
 }
 
