@@ -25,6 +25,7 @@ int cmd_pem(const std::vector<std::string> &args);
 int cmd_convert(const std::vector<std::string> &args);
 int cmd_charset(const std::vector<std::string> &args);
 int cmd_bigint(const std::vector<std::string> &args);
+int cmd_time(const std::vector<std::string> &args);
 
 } // namespace cli
 

@@ -17,6 +17,7 @@ const cli::Command kCommands[] = {
     {"convert", "re-encode text from one character set to another", cli::cmd_convert},
     {"charset", "print the character set of the locale environment", cli::cmd_charset},
     {"bigint", "generate a random prime or evaluate big-integer arithmetic", cli::cmd_bigint},
+    {"time", "convert times between UTC and zones, add to them, diff them", cli::cmd_time},
 };
 
 int print_help(FILE *out) {
