@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "TEVRA_JSON_Internal.h"
-#include "TEVRA_UString.h"
 #include "TEVRA_Util.h"
 
 using namespace tevra::detail;
@@ -21,17 +20,59 @@ TEVRA_JSON *alloc_record(unsigned int type, long extra, int line) {
     return value;
 }
 
+TEVRA_ArrayList *inline_list(TEVRA_JSON *value) {
+    return reinterpret_cast<TEVRA_ArrayList *>(value + 1);
+}
+
+TEVRA_JSON *inline_key(JsonObjectMember *member) {
+    return reinterpret_cast<TEVRA_JSON *>(member + 1);
+}
+
+// The first slots of a container also live in its block, behind the list.
+void **inline_slots(TEVRA_ArrayList *list) {
+    return reinterpret_cast<void **>(list + 1);
+}
+
+// Frees every item through the list's callback, then the slots unless they
+// are still the ones in the record's block.
+void release_inline_list(TEVRA_ArrayList *list) {
+    for (int i = 0; i < list->count; ++i)
+        list->free_item(list->items[i]);
+    if (list->items != inline_slots(list))
+        tevra_free(list->items);
+}
+
+// The list's own growth would release the slots, which it must not do while
+// they sit in the record's block: a full block list moves to slots of its own,
+// twice as many, before the next append.
+bool room_for_one(TEVRA_ArrayList *list) {
+    if (list->count < list->capacity || list->items != inline_slots(list))
+        return true;
+    if (list->capacity > 0x3FFFFFFF)
+        return false;
+    int capacity = list->capacity * 2;
+    auto **items = static_cast<void **>(tevra_malloc(
+        static_cast<long>(capacity) * static_cast<long>(sizeof(void *)), kJsonFile, __LINE__));
+    if (items == nullptr)
+        return false;
+    std::memcpy(items, list->items, sizeof(void *) * static_cast<size_t>(list->count));
+    std::memset(items + list->count, 0,
+                sizeof(void *) * static_cast<size_t>(capacity - list->count));
+    list->items = items;
+    list->capacity = capacity;
+    return true;
+}
+
 void free_element(void *item) {
     tevra_json_free(static_cast<TEVRA_JSON *>(item));
 }
 
-void freeobjectitem(void *item) {
-    auto *member = static_cast<JsonObjectMember *>(item);
-    if (member == nullptr)
-        return;
-    tevra_json_free(member->key);
-    tevra_json_free(member->value);
-    tevra_free(member);
+// The checks a new string or key passes. INT_MAX is refused because the
+// terminator would not fit a 32-bit size.
+bool string_ok(const char *data, int length) {
+    if (length < 0 || length == INT_MAX || (data == nullptr && length != 0))
+        return false;
+    return data == nullptr || json_valid_utf8(data, length);
 }
 
 bool key_matches(const JsonObjectMember *member, const char *key, int keylen) {
@@ -78,11 +119,11 @@ TEVRA_JSON *dup_container(const TEVRA_JSON *source) {
         } else {
             auto *member = static_cast<const JsonObjectMember *>(item);
             if (member != nullptr && member->key != nullptr && member->value != nullptr) {
-                TEVRA_JSON *key = tevra_json_dup(member->key);
-                TEVRA_JSON *value = key != nullptr ? tevra_json_dup(member->value) : nullptr;
-                if (value == nullptr)
-                    tevra_json_free(key);
-                ok = value != nullptr && json_append_member(copy, key, value);
+                TEVRA_JSON *value = tevra_json_dup(member->value);
+                JsonObjectMember *m = value != nullptr ? json_member(member->key->u.string,
+                                                                     member->key->length, value)
+                                                       : nullptr;
+                ok = m != nullptr && json_append_member(copy, m);
             }
         }
         if (!ok) {
@@ -110,57 +151,104 @@ TEVRA_JSON *json_string_unchecked(const char *bytes, int length) {
     return value;
 }
 
-bool json_valid_utf8(const char *bytes, long length) {
-    // ASCII is always valid; only text with high bytes needs the full check.
-    long i = 0;
-    for (; i + 8 <= length; i += 8) {
+bool json_valid_utf8(const char *text, long length) {
+    const auto *bytes = reinterpret_cast<const unsigned char *>(text);
+    for (long i = 0; i < length;) {
+        // Runs of ASCII are skipped eight bytes at a time.
         std::uint64_t word;
-        std::memcpy(&word, bytes + i, 8);
-        if ((word & 0x8080808080808080ULL) != 0)
-            break;
+        if (i + 8 <= length &&
+            (std::memcpy(&word, bytes + i, 8), word & 0x8080808080808080ULL) == 0) {
+            i += 8;
+            continue;
+        }
+        unsigned char lead = bytes[i];
+        if (lead < 0x80) {
+            ++i;
+            continue;
+        }
+        // Shortest form only, no surrogates, nothing above 10FFFF.
+        int extra = (lead & 0xE0) == 0xC0   ? 1
+                    : (lead & 0xF0) == 0xE0 ? 2
+                    : (lead & 0xF8) == 0xF0 ? 3
+                                            : -1;
+        if (extra < 0 || length - i <= extra)
+            return false;
+        unsigned long cp = lead & (0x3F >> extra);
+        for (int k = 1; k <= extra; ++k) {
+            if ((bytes[i + k] & 0xC0) != 0x80)
+                return false;
+            cp = (cp << 6) | (bytes[i + k] & 0x3F);
+        }
+        static constexpr unsigned long kMinimum[] = {0, 0x80, 0x800, 0x10000};
+        if (cp < kMinimum[extra] || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF))
+            return false;
+        i += extra + 1;
     }
-    for (; i < length; ++i)
-        if (static_cast<unsigned char>(bytes[i]) >= 0x80)
-            break;
-    if (i == length)
-        return true;
-    TEVRA_UString *check =
-        tevra_ustring_newutf8(reinterpret_cast<const unsigned char *>(bytes), length);
-    tevra_ustring_free(check);
-    return check != nullptr;
+    return true;
 }
 
-TEVRA_JSON *json_container(unsigned int type) {
-    TEVRA_JSON *value = alloc_record(type, 0, __LINE__);
+TEVRA_JSON *json_container(unsigned int type, int capacity) {
+    if (capacity < 1)
+        capacity = 1;
+    // The list and its first slots share the record's block, so a container
+    // costs one allocation; the list otherwise behaves as a TEVRA_ArrayList.
+    TEVRA_JSON *value =
+        alloc_record(type,
+                     static_cast<long>(sizeof(TEVRA_ArrayList)) +
+                         static_cast<long>(capacity) * static_cast<long>(sizeof(void *)),
+                     __LINE__);
     if (value == nullptr)
         return nullptr;
-    value->u.list =
-        tevra_arraylist_new(nullptr, type == TEVRA_JSON_OBJECT ? freeobjectitem : free_element);
-    if (value->u.list == nullptr) {
-        tevra_free(value);
-        return nullptr;
-    }
+    TEVRA_ArrayList *list = inline_list(value);
+    list->items = inline_slots(list);
+    std::memset(list->items, 0, sizeof(void *) * static_cast<size_t>(capacity));
+    list->count = 0;
+    list->capacity = capacity;
+    list->free_item = type == TEVRA_JSON_OBJECT ? json_member_free : free_element;
+    list->copy_item = nullptr;
+    value->u.list = list;
     return value;
 }
 
-bool json_append_member(TEVRA_JSON *object, TEVRA_JSON *key, TEVRA_JSON *value) {
+JsonObjectMember *json_member(const char *key, int keylen, TEVRA_JSON *value) {
     auto *member = static_cast<JsonObjectMember *>(
-        tevra_malloc(sizeof(JsonObjectMember), kJsonFile, __LINE__));
+        tevra_malloc(static_cast<long>(sizeof(JsonObjectMember) + sizeof(TEVRA_JSON)) + keylen + 1,
+                     kJsonFile, __LINE__));
     if (member == nullptr) {
-        tevra_json_free(key);
         tevra_json_free(value);
-        return false;
+        return nullptr;
     }
-    member->key = key;
+    TEVRA_JSON *k = inline_key(member);
+    k->type = TEVRA_JSON_STRING;
+    k->u.string = reinterpret_cast<char *>(k + 1);
+    if (keylen > 0)
+        std::memcpy(k->u.string, key, static_cast<size_t>(keylen));
+    k->u.string[keylen] = '\0';
+    k->length = keylen;
+    member->key = k;
     member->value = value;
-    if (tevra_arraylist_pushback(object->u.list, member) == 1)
+    return member;
+}
+
+void json_member_free(void *item) {
+    auto *member = static_cast<JsonObjectMember *>(item);
+    if (member == nullptr)
+        return;
+    if (member->key != inline_key(member))
+        tevra_json_free(member->key);
+    tevra_json_free(member->value);
+    tevra_free(member);
+}
+
+bool json_append_member(TEVRA_JSON *object, JsonObjectMember *member) {
+    if (room_for_one(object->u.list) && tevra_arraylist_pushback(object->u.list, member) == 1)
         return true;
-    freeobjectitem(member);
+    json_member_free(member);
     return false;
 }
 
 bool json_append_element(TEVRA_JSON *array, TEVRA_JSON *element) {
-    if (tevra_arraylist_pushback(array->u.list, element) == 1)
+    if (room_for_one(array->u.list) && tevra_arraylist_pushback(array->u.list, element) == 1)
         return true;
     tevra_json_free(element);
     return false;
@@ -189,12 +277,7 @@ TEVRA_API TEVRA_JSON *tevra_json_newnumber(double value) {
 }
 
 TEVRA_API TEVRA_JSON *tevra_json_newstring(const char *data, int length) {
-    // INT_MAX is refused because the terminator would not fit a 32-bit size.
-    if (length < 0 || length == INT_MAX || (data == nullptr && length != 0))
-        return nullptr;
-    if (data != nullptr && !json_valid_utf8(data, length))
-        return nullptr;
-    return json_string_unchecked(data, length);
+    return string_ok(data, length) ? json_string_unchecked(data, length) : nullptr;
 }
 
 TEVRA_API TEVRA_JSON *tevra_json_newobject(void) {
@@ -229,7 +312,10 @@ TEVRA_API void tevra_json_free(TEVRA_JSON *value) {
     if (value == nullptr)
         return;
     if (value->type == TEVRA_JSON_OBJECT || value->type == TEVRA_JSON_ARRAY) {
-        tevra_arraylist_free(value->u.list);
+        if (value->u.list == inline_list(value))
+            release_inline_list(value->u.list);
+        else
+            tevra_arraylist_free(value->u.list);
         value->u.list = nullptr;
     }
     tevra_free(value);
@@ -237,17 +323,11 @@ TEVRA_API void tevra_json_free(TEVRA_JSON *value) {
 
 TEVRA_API int tevra_json_addobjectitem(TEVRA_JSON *object, const char *key, int keylen,
                                        const TEVRA_JSON *value) {
-    if (!json_is(object, TEVRA_JSON_OBJECT) || value == nullptr)
-        return 0;
-    TEVRA_JSON *key_value = tevra_json_newstring(key, keylen);
-    if (key_value == nullptr)
+    if (!json_is(object, TEVRA_JSON_OBJECT) || value == nullptr || !string_ok(key, keylen))
         return 0;
     TEVRA_JSON *copy = tevra_json_dup(value);
-    if (copy == nullptr) {
-        tevra_json_free(key_value);
-        return 0;
-    }
-    return json_append_member(object, key_value, copy) ? 1 : 0;
+    JsonObjectMember *member = copy != nullptr ? json_member(key, keylen, copy) : nullptr;
+    return member != nullptr && json_append_member(object, member) ? 1 : 0;
 }
 
 TEVRA_API int tevra_json_updateobjectitem(TEVRA_JSON *object, const char *key, int keylen,

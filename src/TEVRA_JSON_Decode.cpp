@@ -4,6 +4,7 @@
 // parsed value is attached to its container directly, so decoding is linear in
 // the text whatever the nesting or the width, and deep nesting cannot
 // exhaust the call stack.
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -112,29 +113,76 @@ unsigned char simple_escape(unsigned char letter) {
     }
 }
 
-// Index of the quote that would end the token starting at text[0], skipping
-// the byte after each backslash; -1 when there is none. Escapes never produce
-// more bytes than they occupy, so the distance bounds the decoded length.
-long closing_quote(const unsigned char *text, long length) {
-    for (long i = 1; i < length; ++i) {
-        if (text[i] == '"')
-            return i;
-        if (text[i] == '\\')
-            ++i;
+constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
+constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
+
+std::uint64_t load8(const unsigned char *p) {
+    std::uint64_t word;
+    std::memcpy(&word, p, 8);
+    return word;
+}
+
+// Whether any of eight bytes is a quote, a backslash or a control byte: the
+// bytes a string token must look at one by one.
+bool needs_attention(std::uint64_t word) {
+    std::uint64_t quote = word ^ (kOnes * '"'), backslash = word ^ (kOnes * '\\');
+    std::uint64_t hits = ((quote - kOnes) & ~quote) | ((backslash - kOnes) & ~backslash) |
+                         ((word - kOnes * 0x20) & ~word);
+    return (hits & kHighBits) != 0;
+}
+
+struct TokenScan {
+    long end = -1;        // index of the closing quote, -1 when there is none
+    bool escaped = false; // a backslash was seen
+    bool control = false; // a byte below 0x20 was seen
+    bool high = false;    // a byte above 0x7F was seen
+};
+
+// Finds the quote that would end the token starting at text[0], skipping the
+// byte after each backslash. Escapes never produce more bytes than they
+// occupy, so the distance bounds the decoded length.
+TokenScan scan_token(const unsigned char *text, long length) {
+    TokenScan scan;
+    std::uint64_t high = 0;
+    for (long i = 1; i < length;) {
+        if (i + 8 <= length && !needs_attention(load8(text + i))) {
+            high |= load8(text + i);
+            i += 8;
+            continue;
+        }
+        unsigned char c = text[i];
+        if (c == '"') {
+            scan.end = i;
+            break;
+        }
+        if (c == '\\') {
+            scan.escaped = true;
+            i += 2;
+            continue;
+        }
+        scan.control |= c < 0x20;
+        high |= c;
+        ++i;
     }
-    return -1;
+    scan.high = (high & kHighBits) != 0;
+    return scan;
 }
 
 // Decodes the token's bytes between index 1 and end into out; the decoded
 // length, or -1 for a control byte or a bad escape.
-long unescape(const unsigned char *text, long end, unsigned char *out, bool *high_bytes) {
+long unescape(const unsigned char *text, long end, unsigned char *out) {
     long n = 0;
     for (long i = 1; i < end;) {
+        if (i + 8 <= end && !needs_attention(load8(text + i))) {
+            std::memcpy(out + n, text + i, 8);
+            n += 8;
+            i += 8;
+            continue;
+        }
         unsigned char c = text[i];
         if (c < 0x20)
             return -1;
         if (c != '\\') {
-            *high_bytes |= c >= 0x80;
             out[n++] = c;
             ++i;
             continue;
@@ -156,35 +204,51 @@ long unescape(const unsigned char *text, long end, unsigned char *out, bool *hig
     return n;
 }
 
-TEVRA_JSON *decode_string(const unsigned char *text, long length, long *consumed) {
+// Parses one string token and hands its decoded bytes to make, whose result
+// is returned (NULL on any error).
+template <class Make>
+auto decode_string(const unsigned char *text, long length, long *consumed, Make make)
+    -> decltype(make(nullptr, 0)) {
     if (length < 2)
         return nullptr;
-    long end = closing_quote(text, length);
-    if (end < 0)
+    TokenScan scan = scan_token(text, length);
+    long end = scan.end;
+    if (end < 0 || scan.control)
         return nullptr;
-    // A short token decodes on the stack; a long one into a buffer of its size.
+    const unsigned char *bytes = text + 1;
+    long n = end - 1;
+    // A token with escapes decodes on the stack when short, else into a
+    // buffer of its size.
     unsigned char small[256];
     small[0] = 0;
     tevra::Owned<unsigned char> big;
-    unsigned char *out = small;
-    if (end > static_cast<long>(sizeof small)) {
-        big = tevra::alloc_buffer<unsigned char>(end, kJsonFile, __LINE__);
-        if (!big)
-            return nullptr;
-        out = big.get();
+    if (scan.escaped) {
+        unsigned char *out = small;
+        if (end > static_cast<long>(sizeof small)) {
+            big = tevra::alloc_buffer<unsigned char>(end, kJsonFile, __LINE__);
+            if (!big)
+                return nullptr;
+            out = big.get();
+        }
+        n = unescape(text, end, out);
+        bytes = out;
     }
-    bool high_bytes = false;
-    long n = unescape(text, end, out, &high_bytes);
-    if (n < 0)
-        return nullptr;
     // Escapes always yield well-formed UTF-8; raw bytes above 0x7F need the check.
-    const char *bytes = reinterpret_cast<const char *>(out);
-    if (high_bytes && !json_valid_utf8(bytes, n))
+    const char *chars = reinterpret_cast<const char *>(bytes);
+    if (n < 0 || (scan.high && !json_valid_utf8(chars, n)))
         return nullptr;
-    TEVRA_JSON *value = json_string_unchecked(bytes, static_cast<int>(n));
-    if (value != nullptr)
+    auto result = make(chars, static_cast<int>(n));
+    if (result != nullptr)
         *consumed = end + 1;
-    return value;
+    return result;
+}
+
+TEVRA_JSON *make_string(const char *bytes, int length) {
+    return json_string_unchecked(bytes, length);
+}
+
+JsonObjectMember *make_pending_member(const char *bytes, int length) {
+    return json_member(bytes, length, nullptr);
 }
 
 // Length of the number at text by the JSON grammar, or -1.
@@ -285,7 +349,9 @@ TEVRA_JSON *decode_literal(const unsigned char *text, long length, long *consume
     return nullptr;
 }
 
-// The parse of one document; owns what it built until take_root().
+// The parse of one document. Items of the open containers wait in one shared
+// list; a container is made when it closes, with its items moved in at once,
+// and only then attached to its parent. Owns everything until run() returns.
 class Parser {
   public:
     Parser(const unsigned char *text, long length, int depth)
@@ -293,8 +359,14 @@ class Parser {
     Parser(const Parser &) = delete;
     Parser &operator=(const Parser &) = delete;
     ~Parser() {
+        while (!frames_.empty()) {
+            Frame frame = frames_.back();
+            for (size_t i = frame.first; i < items_.size(); ++i)
+                free_item(frame.type, items_[i]);
+            items_.resize(frame.first);
+            frames_.pop_back();
+        }
         tevra_json_free(root_);
-        tevra_json_free(key_);
     }
 
     // Parses the value at the start; the bytes taken go to *consumed.
@@ -308,12 +380,25 @@ class Parser {
     }
 
   private:
+    struct Frame {
+        unsigned int type;
+        size_t first; // index of the container's first item in items_
+    };
+
+    static void free_item(unsigned int type, void *item) {
+        if (type == TEVRA_JSON_OBJECT)
+            json_member_free(item);
+        else
+            tevra_json_free(static_cast<TEVRA_JSON *>(item));
+    }
+
     bool at_end() const { return pos_ >= length_; }
     unsigned char peek() const { return text_[pos_]; }
     void skip_space() {
         while (pos_ < length_ && is_space(text_[pos_]))
             ++pos_;
     }
+    bool in_object() const { return frames_.back().type == TEVRA_JSON_OBJECT; }
 
     bool parse() {
         for (;;) {
@@ -323,7 +408,7 @@ class Parser {
             // A new non-empty container goes on to its first item; anything
             // complete is followed by a separator or closes containers.
             while (!opened) {
-                if (stack_.empty())
+                if (frames_.empty())
                     return true;
                 int after = after_item();
                 if (after < 0)
@@ -331,24 +416,22 @@ class Parser {
                 if (after == 1)
                     break;
             }
-            if (top()->type == TEVRA_JSON_OBJECT && !member_key())
+            if (in_object() && !member_key())
                 return false;
         }
     }
 
-    TEVRA_JSON *top() const { return stack_.back(); }
-
     // Parses one value at the current depth and attaches it; *opened tells
     // whether it is a container whose items follow.
     bool value(bool *opened) {
-        long depth = base_depth_ + static_cast<long>(stack_.size());
+        long depth = base_depth_ + static_cast<long>(frames_.size());
         if (limit_ <= depth || at_end())
             return false;
         unsigned char c = peek();
         TEVRA_JSON *scalar = nullptr;
         long taken = 0;
         if (c == '"')
-            scalar = decode_string(text_ + pos_, length_ - pos_, &taken);
+            scalar = decode_string(text_ + pos_, length_ - pos_, &taken, make_string);
         else if (c == '-' || is_digit(c))
             scalar = decode_number(text_ + pos_, length_ - pos_, &taken);
         else if (c == 'f' || c == 't' || c == 'n')
@@ -366,37 +449,64 @@ class Parser {
         skip_space();
         if (at_end() || (peek() != '{' && peek() != '['))
             return false;
-        unsigned char closing = peek() == '{' ? '}' : ']';
+        unsigned int type = peek() == '{' ? TEVRA_JSON_OBJECT : TEVRA_JSON_ARRAY;
         ++pos_;
         skip_space();
         if (at_end())
             return false;
-        TEVRA_JSON *container =
-            json_container(closing == '}' ? TEVRA_JSON_OBJECT : TEVRA_JSON_ARRAY);
-        if (container == nullptr || !attach(container))
-            return false;
-        if (peek() == closing) {
-            ++pos_;
-            skip_space();
-            return true;
+        if (frames_.capacity() == 0) {
+            // Room for typical documents at once instead of growing step by step.
+            frames_.reserve(32);
+            items_.reserve(64);
         }
-        stack_.push_back(container);
+        frames_.push_back(Frame{type, items_.size()});
+        if (peek() == (type == TEVRA_JSON_OBJECT ? '}' : ']'))
+            return close_container();
         *opened = true;
         return true;
     }
 
-    // Hands value to its container (or makes it the root); on failure it is
-    // freed.
+    // Makes the top container from its waiting items and attaches it; the
+    // closing byte and the whitespace behind it are consumed.
+    bool close_container() {
+        Frame frame = frames_.back();
+        long count = static_cast<long>(items_.size() - frame.first);
+        TEVRA_JSON *container = json_container(frame.type, static_cast<int>(count));
+        if (container == nullptr)
+            return false;
+        if (count > 0)
+            std::memcpy(container->u.list->items, items_.data() + frame.first,
+                        sizeof(void *) * static_cast<size_t>(count));
+        container->u.list->count = static_cast<int>(count);
+        items_.resize(frame.first);
+        frames_.pop_back();
+        ++pos_;
+        skip_space();
+        return attach(container);
+    }
+
+    // Hands a complete value to its container (or makes it the root); on
+    // failure it is freed.
     bool attach(TEVRA_JSON *value) {
-        if (stack_.empty()) {
+        if (frames_.empty()) {
             root_ = value;
             return true;
         }
-        if (top()->type == TEVRA_JSON_ARRAY)
-            return json_append_element(top(), value);
-        TEVRA_JSON *key = key_;
-        key_ = nullptr;
-        return json_append_member(top(), key, value);
+        if (in_object()) {
+            static_cast<JsonObjectMember *>(items_.back())->value = value;
+            return true;
+        }
+        return push_item(TEVRA_JSON_ARRAY, value);
+    }
+
+    bool push_item(unsigned int type, void *item) {
+        try {
+            items_.push_back(item);
+        } catch (...) {
+            free_item(type, item);
+            throw;
+        }
+        return true;
     }
 
     // After an item of the top container: 1 when another item follows, 0
@@ -407,13 +517,8 @@ class Parser {
         skip_space();
         if (at_end())
             return -1;
-        unsigned char closing = top()->type == TEVRA_JSON_OBJECT ? '}' : ']';
-        if (peek() == closing) {
-            ++pos_;
-            skip_space();
-            stack_.pop_back();
-            return 0;
-        }
+        if (peek() == (in_object() ? '}' : ']'))
+            return close_container() ? 0 : -1;
         if (peek() != ',')
             return -1;
         ++pos_;
@@ -421,12 +526,14 @@ class Parser {
         return at_end() ? -1 : 1;
     }
 
-    // The key and colon in front of a member's value. The key's first byte is
-    // taken as its opening quote without being looked at.
+    // The key and colon in front of a member's value; the member waits with
+    // no value until it is parsed. The key's first byte is taken as its
+    // opening quote without being looked at.
     bool member_key() {
         long taken = 0;
-        key_ = decode_string(text_ + pos_, length_ - pos_, &taken);
-        if (key_ == nullptr)
+        JsonObjectMember *member =
+            decode_string(text_ + pos_, length_ - pos_, &taken, make_pending_member);
+        if (member == nullptr || !push_item(TEVRA_JSON_OBJECT, member))
             return false;
         pos_ += taken;
         if (at_end())
@@ -445,8 +552,8 @@ class Parser {
     long base_depth_;
     long limit_;
     TEVRA_JSON *root_ = nullptr;
-    TEVRA_JSON *key_ = nullptr;
-    tevra::Vector<TEVRA_JSON *, kJsonFile> stack_;
+    tevra::Vector<Frame, kJsonFile> frames_;
+    tevra::Vector<void *, kJsonFile> items_;
 };
 
 } // namespace
@@ -471,7 +578,7 @@ TEVRA_API TEVRA_JSON *tevra_json_decodestring(const char *text, int length, int 
         return nullptr;
     long taken = 0;
     TEVRA_JSON *value =
-        decode_string(reinterpret_cast<const unsigned char *>(text), length, &taken);
+        decode_string(reinterpret_cast<const unsigned char *>(text), length, &taken, make_string);
     if (value != nullptr)
         *consumed = static_cast<int>(taken);
     return value;

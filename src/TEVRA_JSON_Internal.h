@@ -34,15 +34,24 @@ inline bool json_is(const TEVRA_JSON *value, unsigned int type) {
 // when memory runs out.
 TEVRA_JSON *json_string_unchecked(const char *bytes, int length);
 
-// True when the bytes are well-formed UTF-8 as tevra_ustring_newutf8 accepts
-// it (also false when memory for the check runs out).
+// True when the bytes are well-formed UTF-8: shortest forms, no surrogates,
+// nothing above 10FFFF (exactly what tevra_ustring_newutf8 accepts).
 bool json_valid_utf8(const char *bytes, long length);
 
-// An empty object or array; NULL when memory runs out.
-TEVRA_JSON *json_container(unsigned int type);
+// An empty object or array with room for capacity items (at least one); NULL
+// when memory runs out. The list and these slots share the record's block.
+TEVRA_JSON *json_container(unsigned int type, int capacity = 16);
 
-// Appends a member that takes over key and value; on failure both are freed.
-bool json_append_member(TEVRA_JSON *object, TEVRA_JSON *key, TEVRA_JSON *value);
+// A member with a copy of the key bytes (not checked) and value, which it
+// takes over (value may be NULL until set); NULL, with value freed, when
+// memory runs out. The key shares the member's block.
+JsonObjectMember *json_member(const char *key, int keylen, TEVRA_JSON *value);
+
+// Releases a member and what it holds.
+void json_member_free(void *member);
+
+// Appends a member; on failure it is freed.
+bool json_append_member(TEVRA_JSON *object, JsonObjectMember *member);
 
 // Appends an element that is taken over; on failure it is freed.
 bool json_append_element(TEVRA_JSON *array, TEVRA_JSON *element);

@@ -7,6 +7,7 @@
 #include "TEVRA_JSON.h"
 #include "TEVRA_JSON_Internal.h"
 #include "TEVRA_Stream.h"
+#include "TEVRA_UString.h"
 #include "TEVRA_Util.h"
 #include "test_support.h"
 
@@ -72,6 +73,31 @@ TEST_F(Json_, StringsAreCheckedAndTerminated) {
     }
 }
 
+// The string check agrees with the Unicode string constructor on every byte
+// pair and on three- and four-byte sequences around each boundary.
+TEST_F(Json_, Utf8CheckMatchesTheStringConstructor) {
+    std::vector<std::string> samples;
+    for (int a = 0; a < 256; ++a)
+        for (int b = 0; b < 256; ++b)
+            samples.push_back({static_cast<char>(a), static_cast<char>(b)});
+    const unsigned char tails[] = {0x41, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0};
+    for (int lead = 0xE0; lead < 0x100; ++lead)
+        for (unsigned char b : tails)
+            for (unsigned char c : tails) {
+                samples.push_back(
+                    {static_cast<char>(lead), static_cast<char>(b), static_cast<char>(c)});
+                samples.push_back(
+                    {static_cast<char>(lead), static_cast<char>(b), static_cast<char>(c), '\x80'});
+            }
+    for (const std::string &t : samples) {
+        TEVRA_UString *u = tevra_ustring_newutf8(reinterpret_cast<const unsigned char *>(t.data()),
+                                                 static_cast<long>(t.size()));
+        Json s(tevra_json_newstring(t.data(), static_cast<int>(t.size())));
+        ASSERT_EQ(s != nullptr, u != nullptr) << std::hex << (t[0] & 0xFF) << " " << (t[1] & 0xFF);
+        tevra_ustring_free(u);
+    }
+}
+
 TEST_F(Json_, GettersGiveTheirFailureValues) {
     Json str(tevra_json_newstring("x", 1)), arr(tevra_json_newarray());
     EXPECT_EQ(tevra_json_gettype(nullptr), -1);
@@ -114,6 +140,14 @@ TEST_F(Json_, ContainersHoldTheirOwnCopies) {
     EXPECT_EQ(tevra_json_deletearrayitem(arr.get(), 0), 1);
     EXPECT_EQ(tevra_json_deletearrayitem(arr.get(), 5), 0);
     EXPECT_EQ(encode(arr.get()), R"([{"k":[1,"s"]}])");
+    // Decoded containers start full; appending must still grow them.
+    Json grown = parse("[0]");
+    for (int i = 1; i < 40; ++i) {
+        Json n(tevra_json_newnumber(i));
+        ASSERT_EQ(tevra_json_addarrayitem(grown.get(), n.get()), 1);
+    }
+    EXPECT_EQ(tevra_json_getarraysize(grown.get()), 40);
+    EXPECT_EQ(tevra_json_getnumber(tevra_json_getarrayitem(grown.get(), 39)), 39.0);
     Json copy(tevra_json_dup(arr.get()));
     EXPECT_EQ(tevra::detail::comparejson(copy.get(), arr.get()), 0);
     EXPECT_EQ(tevra_json_getarrayitem(copy.get(), 0) == tevra_json_getarrayitem(arr.get(), 0),
