@@ -147,6 +147,22 @@ TEVRA_API wchar_t *tevra_ustring_towcs(const TEVRA_UString *s);
 /** A string from a zero-terminated wide string of code points; NULL for NULL or invalid values. */
 TEVRA_API TEVRA_UString *tevra_ustring_newwcs(const wchar_t *wide);
 
+/**
+ * s in a Unicode normalization form: 1 NFD, 2 NFC, 3 NFKD, 4 NFKC. A string
+ * that is already in the form (by the quick check) or empty comes back as s
+ * itself with one more reference; otherwise a new string. NULL for NULL s, a
+ * bad form, a lone surrogate in a string of more than one unit, or when
+ * memory runs out. Release the result with tevra_ustring_free.
+ */
+TEVRA_API TEVRA_UString *tevra_ustring_normalize(const TEVRA_UString *s, int form);
+/**
+ * Full Unicode case folding of s (mode 1), or full folding followed, for
+ * characters it leaves alone, by the FC_NFKC closure (mode 2). Always a new
+ * string, not normalized; NULL for NULL s, another mode, or when memory runs
+ * out.
+ */
+TEVRA_API TEVRA_UString *tevra_ustring_tocasefold(const TEVRA_UString *s, int mode);
+
 TEVRA_END_DECLS
 
 #endif

@@ -14,22 +14,6 @@ namespace {
 
 using namespace tevra::detail;
 
-bool valid_code_point(unsigned long v) {
-    return (v & ~0x7FFUL) != 0xD800 && v <= 0x10FFFF;
-}
-
-// Writes one valid code point; returns the units written.
-long put_code_point(unsigned short *o, unsigned long v) {
-    if (v < 0x10000) {
-        o[0] = static_cast<unsigned short>(v);
-        return 1;
-    }
-    v -= 0x10000;
-    o[0] = static_cast<unsigned short>(0xD800 | (v >> 10));
-    o[1] = static_cast<unsigned short>(0xDC00 | (v & 0x3FF));
-    return 2;
-}
-
 // Decodes s into code points; false on a lone surrogate.
 template <class T> bool to_code_points(const TEVRA_UString *s, T *out) {
     const unsigned short *u = s->units;

@@ -28,6 +28,35 @@ inline bool is_low_surrogate(unsigned int u) {
     return (u & 0xFC00) == 0xDC00;
 }
 
+// A code point that UTF-16 can carry: not a surrogate, at most 10FFFF.
+inline bool valid_code_point(unsigned long v) {
+    return (v & ~0x7FFUL) != 0xD800 && v <= 0x10FFFF;
+}
+
+// Writes one valid code point; returns the units written (1 or 2).
+inline long put_code_point(unsigned short *o, unsigned long v) {
+    if (v < 0x10000) {
+        o[0] = static_cast<unsigned short>(v);
+        return 1;
+    }
+    v -= 0x10000;
+    o[0] = static_cast<unsigned short>(0xD800 | (v >> 10));
+    o[1] = static_cast<unsigned short>(0xDC00 | (v & 0x3FF));
+    return 2;
+}
+
+// The code point starting at unit i of n (i < n) and its length in units;
+// a lone surrogate is its own unit value, one unit long.
+inline unsigned long code_point_at(const unsigned short *u, long n, long i, long &length) {
+    unsigned int c = u[i];
+    if (is_high_surrogate(c) && i + 1 < n && is_low_surrogate(u[i + 1])) {
+        length = 2;
+        return (((c & 0x3FFUL) << 10) | (u[i + 1] & 0x3FFUL)) + 0x10000;
+    }
+    length = 1;
+    return c;
+}
+
 // A string with room for capacity units, stored in the same block as the
 // record, with one holder and zero counts. The caller writes the units and
 // calls ustring_finish. NULL when memory runs out or capacity is negative.

@@ -1,0 +1,188 @@
+#!/usr/bin/env python3
+"""Writes unicode_tables.inc: the Unicode 8.0.0 tables of normalization and
+case folding.
+
+Usage: gen_unicode.py --src ../shared/data --out DIR
+
+Reads SRC/ucd-8.0.0/UnicodeData.txt, DerivedNormalizationProps.txt and
+CaseFolding.txt. Output is deterministic: records sorted by key, fixed
+formatting, no timestamps. The record types are declared by the source that
+includes the file.
+"""
+
+import argparse
+import os
+import sys
+
+UCD = "ucd-8.0.0"
+OUTPUT = "unicode_tables.inc"
+
+# Counts of the source release (../shared/data/README.md); a mismatch means
+# the source files are not the ones the library was built against.
+EXPECTED = {
+    "g_CombiningClass_Table": 751,
+    "g_NFD_Quick_Check_No_Table": 13232,
+    "g_NFC_Quick_Check_No_Table": 1120,
+    "g_NFC_Quick_Check_Maybe_Table": 110,
+    "g_NFKD_Quick_Check_No_Table": 16893,
+    "g_NFKC_Quick_Check_No_Table": 4793,
+    "g_NFKC_Quick_Check_Maybe_Table": 110,
+    "g_CanonicalDecomposition_Table": 2060,
+    "g_CompatibilityDecomposition_Table": 3661,
+    "g_CanonicalComposition_Table": 1025,
+    "g_Full_Composition_Exclusion_Table": 1120,
+    "g_FullCaseFolding_Table": 1321,
+    "g_FC_NFKC_ClosureCaseFolding_Table": 633,
+}
+
+# Mapping slots per record kind.
+SLOTS = {"canonical": 2, "compat": 18, "fold": 4}
+
+
+def parse_range(text):
+    lo, _, hi = text.strip().partition("..")
+    lo = int(lo, 16)
+    return range(lo, (int(hi, 16) if hi else lo) + 1)
+
+
+def code_points(text):
+    return [int(v, 16) for v in text.split()]
+
+
+def read_unicode_data(path):
+    """Combining classes and decompositions of the listed code points.
+    Range rows (First/Last) have class 0 and no decomposition."""
+    classes, canonical, compat = {}, {}, {}
+    with open(path, encoding="utf-8") as f:
+        for line in f:
+            fields = line.rstrip("\n").split(";")
+            cp = int(fields[0], 16)
+            if int(fields[3]) != 0:
+                classes[cp] = int(fields[3])
+            decomposition = fields[5].strip()
+            if not decomposition:
+                continue
+            if decomposition.startswith("<"):
+                compat[cp] = code_points(decomposition.split(">", 1)[1])
+            else:
+                canonical[cp] = code_points(decomposition)
+    return classes, canonical, compat
+
+
+def read_properties(path):
+    """Property name -> {code point: value} for DerivedNormalizationProps."""
+    props = {}
+    with open(path, encoding="utf-8") as f:
+        for line in f:
+            line = line.split("#")[0].strip()
+            if not line:
+                continue
+            fields = [x.strip() for x in line.split(";")]
+            value = fields[2] if len(fields) > 2 else "Y"
+            table = props.setdefault(fields[1], {})
+            for cp in parse_range(fields[0]):
+                table[cp] = value
+    return props
+
+
+def read_case_folding(path):
+    folds = {}
+    with open(path, encoding="utf-8") as f:
+        for line in f:
+            line = line.split("#")[0].strip()
+            if not line:
+                continue
+            fields = [x.strip() for x in line.split(";")]
+            if fields[1] in ("C", "F"):
+                folds[int(fields[0], 16)] = code_points(fields[2])
+    return folds
+
+
+def having(prop, value):
+    return sorted(cp for cp, v in prop.items() if v == value)
+
+
+def build_tables(src):
+    ucd = os.path.join(src, UCD)
+    classes, canonical, compat = read_unicode_data(os.path.join(ucd, "UnicodeData.txt"))
+    props = read_properties(os.path.join(ucd, "DerivedNormalizationProps.txt"))
+    folds = read_case_folding(os.path.join(ucd, "CaseFolding.txt"))
+    closure = {cp: code_points(v) for cp, v in props["FC_NFKC"].items()}
+    pairs = sorted((m[0], m[1], cp) for cp, m in canonical.items() if len(m) == 2)
+    return [
+        ("g_CombiningClass_Table", "class", sorted(classes.items())),
+        ("g_NFD_Quick_Check_No_Table", "code", having(props["NFD_QC"], "N")),
+        ("g_NFC_Quick_Check_No_Table", "code", having(props["NFC_QC"], "N")),
+        ("g_NFC_Quick_Check_Maybe_Table", "code", having(props["NFC_QC"], "M")),
+        ("g_NFKD_Quick_Check_No_Table", "code", having(props["NFKD_QC"], "N")),
+        ("g_NFKC_Quick_Check_No_Table", "code", having(props["NFKC_QC"], "N")),
+        ("g_NFKC_Quick_Check_Maybe_Table", "code", having(props["NFKC_QC"], "M")),
+        ("g_CanonicalDecomposition_Table", "canonical", sorted(canonical.items())),
+        ("g_CompatibilityDecomposition_Table", "compat", sorted(compat.items())),
+        ("g_CanonicalComposition_Table", "pair", pairs),
+        ("g_Full_Composition_Exclusion_Table", "code",
+         sorted(props["Full_Composition_Exclusion"])),
+        ("g_FullCaseFolding_Table", "fold", sorted(folds.items())),
+        ("g_FC_NFKC_ClosureCaseFolding_Table", "fold", sorted(closure.items())),
+    ]
+
+
+def hexes(values):
+    return ", ".join(f"0x{v:04X}" for v in values)
+
+
+def format_records(kind, records):
+    if kind == "code":
+        return ["    " + " ".join(f"0x{v:05X}," for v in records[i:i + 8])
+                for i in range(0, len(records), 8)]
+    if kind == "class":
+        return [f"    {{0x{cp:05X}, {cls}}}," for cp, cls in records]
+    if kind == "pair":
+        return [f"    {{{hexes(r)}}}," for r in records]
+    slots = SLOTS[kind]
+    lines = []
+    for cp, mapping in records:
+        if not 1 <= len(mapping) <= slots:
+            sys.exit(f"{cp:04X}: {len(mapping)} mapped code points, room for {slots}")
+        lines.append(f"    {{0x{cp:04X}, {{{hexes(mapping)}}}, {len(mapping)}}},")
+    return lines
+
+
+RECORD_TYPES = {
+    "code": "unsigned long",
+    "class": "CombiningClassRecord",
+    "canonical": "CanonicalDecompositionRecord",
+    "compat": "CompatibilityDecompositionRecord",
+    "pair": "CompositionRecord",
+    "fold": "CaseFoldingRecord",
+}
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--src", required=True, help="folder holding ucd-8.0.0/")
+    parser.add_argument("--out", required=True, help="folder to write " + OUTPUT + " into")
+    args = parser.parse_args()
+
+    tables = build_tables(args.src)
+    for name, _, records in tables:
+        if len(records) != EXPECTED[name]:
+            sys.exit(f"{name}: {len(records)} records, expected {EXPECTED[name]}")
+
+    out = [
+        "// Generated by data/gen_unicode.py from Unicode 8.0.0 (UnicodeData.txt,",
+        "// DerivedNormalizationProps.txt, CaseFolding.txt). Do not edit.",
+        "// Every table is sorted ascending by its key; unused mapping slots are 0.",
+        "",
+    ]
+    for name, kind, records in tables:
+        out.append(f"static const {RECORD_TYPES[kind]} {name}[{len(records)}] = {{")
+        out.extend(format_records(kind, records))
+        out.extend(["};", ""])
+    os.makedirs(args.out, exist_ok=True)
+    with open(os.path.join(args.out, OUTPUT), "w", encoding="ascii", newline="\n") as f:
+        f.write("\n".join(out))
+
+
+if __name__ == "__main__":
+    main()
