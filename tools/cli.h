@@ -26,6 +26,8 @@ int cmd_convert(const std::vector<std::string> &args);
 int cmd_charset(const std::vector<std::string> &args);
 int cmd_bigint(const std::vector<std::string> &args);
 int cmd_time(const std::vector<std::string> &args);
+int cmd_normalize(const std::vector<std::string> &args);
+int cmd_casefold(const std::vector<std::string> &args);
 
 } // namespace cli
 

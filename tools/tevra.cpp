@@ -18,6 +18,8 @@ const cli::Command kCommands[] = {
     {"charset", "print the character set of the locale environment", cli::cmd_charset},
     {"bigint", "generate a random prime or evaluate big-integer arithmetic", cli::cmd_bigint},
     {"time", "convert times between UTC and zones, add to them, diff them", cli::cmd_time},
+    {"normalize", "bring UTF-8 text into a Unicode normalization form", cli::cmd_normalize},
+    {"casefold", "apply full Unicode case folding to UTF-8 text", cli::cmd_casefold},
 };
 
 int print_help(FILE *out) {
