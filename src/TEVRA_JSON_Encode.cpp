@@ -133,8 +133,8 @@ struct EscapeTable {
     constexpr EscapeTable() {
         for (int i = 0; i < 0x20; ++i)
             kind[i] = 1;
-        kind['"'] = 2;
-        kind['\\'] = 2;
+        kind[0x22] = 2; // quote
+        kind[0x5C] = 2; // backslash
     }
 };
 constexpr EscapeTable kEscape;

@@ -28,6 +28,7 @@ int cmd_bigint(const std::vector<std::string> &args);
 int cmd_time(const std::vector<std::string> &args);
 int cmd_normalize(const std::vector<std::string> &args);
 int cmd_casefold(const std::vector<std::string> &args);
+int cmd_json(const std::vector<std::string> &args);
 
 } // namespace cli
 

@@ -22,6 +22,7 @@ const cli::Command kCommands[] = {
     {"time", "convert times between UTC and zones, add to them, diff them", cli::cmd_time},
     {"normalize", "bring UTF-8 text into a Unicode normalization form", cli::cmd_normalize},
     {"casefold", "apply full Unicode case folding to UTF-8 text", cli::cmd_casefold},
+    {"json", "pretty-print, compact or check a JSON document", cli::cmd_json},
 };
 
 int print_help(FILE *out) {
