@@ -252,7 +252,95 @@ const TzZone *zone_of(int id) {
     return &g_timezone_table[id];
 }
 
+namespace {
+
+// The part of the UTC rule search that does not depend on the instant, for
+// one rule set, standard offset and year: each running item's transition,
+// the shift that puts an instant into the transition's notation and the
+// fallback of the year before, and the best transition of the finished
+// items. A conversion then only compares the instant with a few transitions.
+struct UtcPlan {
+    struct Running {
+        const TzRule *rule;
+        bool universal; // compared with the instant itself, else moved by shift
+        bool has_fallback;
+        long shift;
+        TEVRA_Time at;
+        TEVRA_Time fallback;
+    };
+    static constexpr int kCapacity = 6;
+
+    const TzRuleSet *set = nullptr;
+    int offset = 0;
+    int year = 0;
+    int count = 0;
+    bool usable = false; // false when more items run than fit
+    Running running[kCapacity];
+    Latest finished;
+};
+constexpr std::size_t kPlanSlots = 8;
+thread_local UtcPlan t_plans[kPlanSlots];
+
+void make_plan(UtcPlan &plan, const TzRuleSet &set, int offset, int year) {
+    plan.set = &set;
+    plan.offset = offset;
+    plan.year = year;
+    plan.count = 0;
+    plan.usable = false;
+    plan.finished = Latest{};
+    for (int i = 0; i < set.count; ++i) {
+        const TzRule &rule = set.items[i];
+        TEVRA_Time built;
+        if (year < rule.from_year)
+            continue;
+        if (year > rule.to_year) {
+            if (transition(rule, rule.to_year, built))
+                plan.finished.offer(rule, built, built);
+            continue;
+        }
+        if (!transition(rule, year, built))
+            continue;
+        if (plan.count == UtcPlan::kCapacity)
+            return;
+        UtcPlan::Running &run = plan.running[plan.count++];
+        run.rule = &rule;
+        run.at = built;
+        run.universal = rule.at_kind == kTzUniversal;
+        run.shift = offset;
+        if (rule.at_kind == kTzWallClock) {
+            const TzRule *before = rule_before(set, rule, built);
+            run.shift += before != nullptr ? before->save : 0;
+        }
+        run.has_fallback = year > rule.from_year && transition(rule, year - 1, run.fallback);
+    }
+    plan.usable = true;
+}
+
+const TzRule *run_plan(const UtcPlan &plan, const TEVRA_Time &t) {
+    Latest latest = plan.finished;
+    for (int i = 0; i < plan.count; ++i) {
+        const UtcPlan::Running &run = plan.running[i];
+        TEVRA_Time local;
+        bool reached = run.universal ? !earlier(t, run.at)
+                                     : moved(t, run.shift, local) && !earlier(local, run.at);
+        if (reached)
+            latest.offer(*run.rule, run.at, run.at);
+        else if (run.has_fallback)
+            latest.offer(*run.rule, run.fallback, run.fallback);
+    }
+    return latest.item;
+}
+
+} // namespace
+
 const TzRule *utc_rule_in_force(const TzRuleSet &set, const TEVRA_Time &t, int offset) {
+    auto index = reinterpret_cast<std::uintptr_t>(&set) / sizeof(TzRuleSet) +
+                 static_cast<std::uintptr_t>(t.year) * 5 + static_cast<std::uintptr_t>(offset);
+    UtcPlan &plan = t_plans[index % kPlanSlots];
+    if (plan.set != &set || plan.offset != offset || plan.year != t.year)
+        make_plan(plan, set, offset, t.year);
+    if (plan.usable)
+        return run_plan(plan, t);
     auto not_before = [&](const TzRule &rule, const TEVRA_Time &built) {
         return utc_not_before(set, rule, built, t, offset);
     };
