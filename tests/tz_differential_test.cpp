@@ -44,8 +44,8 @@ constexpr const char *kSources[] = {"africa",   "antarctica",   "asia",         
 constexpr long kDay = 86400;
 constexpr long kFirst = 0;        // 1970-01-01 00:00:00 UTC
 constexpr long kEnd = 2145916800; // 2038-01-01 00:00:00 UTC
-// About five days with an odd remainder, so the samples walk through the hours.
-constexpr long kStride = 5 * kDay + 3 * 3600 + 7 * 60 + 11;
+// About a week with an odd remainder, so the samples walk through the hours.
+constexpr long kStride = 7 * kDay + 3 * 3600 + 7 * 60 + 11;
 
 // Seconds since 1970 of a UTC date and time; out-of-range fields carry over.
 long utc_seconds(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
