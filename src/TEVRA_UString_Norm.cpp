@@ -89,6 +89,11 @@ int combining_class(unsigned long cp) {
 
 // ---- quick check ----
 
+// code_point_at yields a surrogate value only for a unit without its partner.
+bool is_lone_surrogate(unsigned long cp) {
+    return cp >= 0xD800 && cp <= 0xDFFF;
+}
+
 enum class Check { kYes, kMaybe, kNo };
 
 // The no and maybe tables of a form (maybe is NULL for the decomposed forms).
@@ -135,7 +140,7 @@ bool quick_check(const TEVRA_UString *s, int form) {
             continue;
         }
         unsigned long cp = code_point_at(u, n, i, length);
-        if (is_surrogate(static_cast<unsigned int>(cp)))
+        if (is_lone_surrogate(cp))
             return false;
         int cls = combining_class(cp);
         if (cls != 0 && cls < previous)
@@ -298,7 +303,7 @@ TEVRA_UString *normalize_fully(const TEVRA_UString *s, int form) {
     bool compatibility = form == kNFKD || form == kNFKC;
     for (long i = 0; i < n; i += length) {
         unsigned long cp = code_point_at(u, n, i, length);
-        if (is_surrogate(static_cast<unsigned int>(cp))) {
+        if (is_lone_surrogate(cp)) {
             // Ordering refuses a lone surrogate, but a one-unit string is
             // never ordered and comes back as it is.
             return n == 1 ? copy_of(s) : nullptr;

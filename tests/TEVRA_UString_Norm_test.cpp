@@ -64,6 +64,8 @@ TEST_F(Normalize, FullPathDecomposesOrdersAndComposes) {
         {NFKC, {0x1E9B, 0x323}, {0x1E69}},
         {NFC, {0x1E9B, 0x323}, {0x1E9B, 0x323}},
         {NFKC, {0x33C6}, {0x43, 0x2215, 0x6B, 0x67}},
+        // Supplementary code points whose low bits look like a surrogate.
+        {NFD, {0xC0, 0x1DC00, 0xFDF00}, {0x41, 0x300, 0x1DC00, 0xFDF00}},
         // Marks before the first starter are left as they are.
         {NFC, {0x301, 0x41, 0x301}, {0x301, 0xC1}},
     };
