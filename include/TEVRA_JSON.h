@@ -43,6 +43,14 @@ typedef struct TEVRA_JSON TEVRA_JSON;
 #define TEVRA_JSON_SORT 0x00100000u          /**< sort the top-level container first */
 #define TEVRA_JSON_INDENT_MASK 0x000000FFu   /**< N, the spaces in one indentation unit */
 
+/*
+ * The decoder's nesting limit is tevra_get_recursive_level() (environment
+ * variable TEVRA_RECURSIVE_LEVEL), but never more than this: encoding, copying,
+ * comparing and freeing recurse once per level, and deeper trees could exhaust
+ * a thread's stack.
+ */
+#define TEVRA_JSON_MAX_NESTING 10000
+
 /** Called by tevra_json_traverse for each member; return 1 to go on. */
 typedef int (*TEVRA_JSON_TraverseFunc)(void *user, const char *key, int keylen, TEVRA_JSON *value);
 
@@ -148,7 +156,8 @@ TEVRA_API int tevra_json_encodestringinstream(TEVRA_Stream *stream, int flags, i
 /**
  * Parses length bytes of JSON text, which must hold exactly one value
  * (whitespace is allowed around an object or array, not around a scalar).
- * Nesting deeper than tevra_get_recursive_level() fails.
+ * Values may sit at nesting depths 0 to tevra_get_recursive_level() - 1
+ * (at most TEVRA_JSON_MAX_NESTING - 1); deeper nesting fails.
  */
 TEVRA_API TEVRA_JSON *tevra_json_decode(const char *text, int length);
 /**

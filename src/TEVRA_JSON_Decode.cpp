@@ -4,6 +4,7 @@
 // parsed value is attached to its container directly, so decoding is linear in
 // the text whatever the nesting or the width, and deep nesting cannot
 // exhaust the call stack.
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -355,7 +356,8 @@ TEVRA_JSON *decode_literal(const unsigned char *text, long length, long *consume
 class Parser {
   public:
     Parser(const unsigned char *text, long length, int depth)
-        : text_(text), length_(length), base_depth_(depth), limit_(tevra_get_recursive_level()) {}
+        : text_(text), length_(length), base_depth_(depth),
+          limit_(std::min(tevra_get_recursive_level(), TEVRA_JSON_MAX_NESTING)) {}
     Parser(const Parser &) = delete;
     Parser &operator=(const Parser &) = delete;
     ~Parser() {

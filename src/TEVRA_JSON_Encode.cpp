@@ -188,7 +188,9 @@ template <class Out> class Encoder {
 
     bool put(const char *bytes, long n) { return n == 0 || out_.put(bytes, n); }
 
-    bool indent(int flags, int depth) {
+    // Kept out of line, like number(), so that their buffers do not weigh on
+    // every level of the recursion through nested containers.
+    [[gnu::noinline]] bool indent(int flags, int depth) {
         if (!pretty(flags) || depth < 1)
             return true;
         unsigned int spaces = static_cast<unsigned int>(flags) & TEVRA_JSON_INDENT_MASK;
@@ -212,7 +214,7 @@ template <class Out> class Encoder {
                ((bits & TEVRA_JSON_LINE_LF) == 0 || put("\n", 1));
     }
 
-    bool number(double x) {
+    [[gnu::noinline]] bool number(double x) {
         char text[400];
         int length = format_number(x, text, sizeof text);
         return length > 0 && put(text, length);

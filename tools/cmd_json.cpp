@@ -70,7 +70,7 @@ JsonHolder decode(const std::string &text, std::string &error) {
     JsonHolder value(tevra_json_decodeex(text.data(), length, 0, &consumed));
     if (value && consumed == length)
         return value;
-    int level = tevra_get_recursive_level();
+    int level = std::min(tevra_get_recursive_level(), TEVRA_JSON_MAX_NESTING);
     if (value)
         error =
             "unexpected data at byte offset " + std::to_string(consumed) + " after the document";
