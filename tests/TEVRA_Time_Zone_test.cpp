@@ -29,11 +29,6 @@ std::vector<int> fields(const TzZoneLine &l) {
             l.until_weekday,  l.until_hour, l.until_minute, l.until_second};
 }
 
-std::vector<int> fields(const TzRule &r) {
-    return {r.from_year, r.to_year, r.day_kind,  r.month,     r.day, r.weekday,
-            r.at_kind,   r.at_hour, r.at_minute, r.at_second, r.save};
-}
-
 } // namespace
 
 TEST(TimeZoneTable, SortedUniqueAndEveryZoneEndsOpen) {
@@ -94,23 +89,6 @@ TEST(TimeZoneTable, LinesKeepTheTranslationRules) {
     }
     EXPECT_STREQ(zone("Europe/London").lines[1].rules->name, "GB-Eire");
     EXPECT_STREQ(zone("Asia/Shanghai").lines[2].rules->name, "PRC");
-}
-
-TEST(TimeZoneTable, RuleSetsKeepSourceOrderAndKinds) {
-    const TzRuleSet *prc = zone("PRC").lines[2].rules;
-    ASSERT_EQ(prc->count, 3);
-    EXPECT_EQ(fields(prc->items[0]), (std::vector<int>{1986, 1986, 0, 5, 4, -1, 0, 0, 0, 0, 3600}));
-    EXPECT_EQ(fields(prc->items[1]), (std::vector<int>{1986, 1991, 2, 9, 11, 7, 0, 0, 0, 0, 0}));
-    const TzRuleSet *eu = zone("Europe/Paris").lines[zone("Europe/Paris").line_count - 1].rules;
-    ASSERT_EQ(eu->count, 6);
-    EXPECT_EQ(fields(eu->items[4]),
-              (std::vector<int>{1981, kTzMax, 1, 3, -1, 7, 2, 1, 0, 0, 3600}));
-    const TzRuleSet *us = zone("America/New_York").lines[5].rules;
-    ASSERT_EQ(us->count, 13);
-    EXPECT_EQ(fields(us->items[11]),
-              (std::vector<int>{2007, kTzMax, 2, 3, 8, 7, 0, 2, 0, 0, 3600}));
-    EXPECT_EQ(fields(us->items[3]),
-              (std::vector<int>{1945, 1945, 0, 8, 14, -1, 2, 23, 0, 0, 3600}));
 }
 
 TEST(TimeZoneLookup, ExactNamesAndTheTwoSubstitutions) {
