@@ -82,9 +82,31 @@ template <class Record, long N> const Record *find(const Record (&table)[N], uns
     return &table[index];
 }
 
+// True for a BMP code point whose bit is set in a generated bitmap.
+bool marked(const unsigned char (&bits)[8192], unsigned long cp) {
+    return cp < 0x10000 && ((bits[cp >> 3] >> (cp & 7)) & 1) != 0;
+}
+
+// Class 0 and a yes in every quick check: most text, looked up in one step.
+bool inert(unsigned long cp) {
+    return marked(g_NormalizationInert_Bitmap, cp);
+}
+
 int combining_class(unsigned long cp) {
+    if (marked(g_ClassZero_Bitmap, cp))
+        return 0;
     const CombiningClassRecord *r = find(g_CombiningClass_Table, cp);
     return r == nullptr ? 0 : r->combining_class;
+}
+
+// ---- Hangul ----
+
+constexpr unsigned long kSBase = 0xAC00, kLBase = 0x1100, kVBase = 0x1161, kTBase = 0x11A7;
+constexpr unsigned long kLCount = 19, kVCount = 21, kTCount = 28;
+constexpr unsigned long kNCount = kVCount * kTCount, kSLast = kLCount * kNCount - 1;
+
+bool is_syllable(unsigned long cp) {
+    return cp - kSBase <= kSLast; // wraps far above kSLast below U+AC00
 }
 
 // ---- quick check ----
@@ -140,8 +162,19 @@ bool quick_check(const TEVRA_UString *s, int form) {
             continue;
         }
         unsigned long cp = code_point_at(u, n, i, length);
+        if (inert(cp)) {
+            previous = 0;
+            continue;
+        }
         if (is_lone_surrogate(cp))
             return false;
+        if (is_syllable(cp)) {
+            // Precomposed Hangul: class 0, decomposed by NFD and NFKD only.
+            if (form == kNFD || form == kNFKD)
+                return false;
+            previous = 0;
+            continue;
+        }
         int cls = combining_class(cp);
         if (cls != 0 && cls < previous)
             return false;
@@ -161,10 +194,6 @@ struct Char {
 };
 using Chars = tevra::Vector<Char, kUStringFile>;
 
-constexpr unsigned long kSBase = 0xAC00, kLBase = 0x1100, kVBase = 0x1161, kTBase = 0x11A7;
-constexpr unsigned long kLCount = 19, kVCount = 21, kTCount = 28;
-constexpr unsigned long kNCount = kVCount * kTCount, kSLast = kLCount * kNCount - 1;
-
 void push(Chars &out, unsigned long cp) {
     out.push_back(Char{static_cast<std::uint32_t>(cp), combining_class(cp)});
 }
@@ -172,6 +201,23 @@ void push(Chars &out, unsigned long cp) {
 // Appends the full decomposition of cp: a mapping found in the one-level
 // tables is decomposed again until nothing more decomposes.
 void decompose(Chars &out, unsigned long cp, bool compatibility) {
+    // Neither inert characters nor Hangul syllables are in the tables.
+    if (inert(cp)) {
+        out.push_back(Char{static_cast<std::uint32_t>(cp), 0});
+        return;
+    }
+    if (is_syllable(cp)) {
+        unsigned long s = cp - kSBase;
+        push(out, kLBase + s / kNCount);
+        push(out, kVBase + s % kNCount / kTCount);
+        if (s % kTCount != 0)
+            push(out, kTBase + s % kTCount);
+        return;
+    }
+    if (marked(g_Undecomposable_Bitmap, cp)) {
+        push(out, cp);
+        return;
+    }
     if (const auto *r = find(g_CanonicalDecomposition_Table, cp)) {
         for (int k = 0; k < r->count; ++k)
             decompose(out, r->mapping[k], compatibility);
@@ -184,15 +230,7 @@ void decompose(Chars &out, unsigned long cp, bool compatibility) {
             return;
         }
     }
-    unsigned long s = cp - kSBase; // wraps far above kSLast below U+AC00
-    if (s > kSLast) {
-        push(out, cp);
-        return;
-    }
-    push(out, kLBase + s / kNCount);
-    push(out, kVBase + s % kNCount / kTCount);
-    if (s % kTCount != 0)
-        push(out, kTBase + s % kTCount);
+    push(out, cp);
 }
 
 // Stable insertion sort of every run of nonzero classes: a character moves
@@ -215,14 +253,7 @@ void order(Chars &c) {
 // trailing-consonant rule of Hangul has no upper bound on x; a composite
 // that UTF-16 cannot carry is not formed.
 unsigned long composite_of(unsigned long starter, unsigned long x) {
-    CompositionRecord key{starter, x, 0};
-    long index = 0;
-    if (tevra_bsearch(&key, g_CanonicalComposition_Table,
-                      static_cast<long>(std::size(g_CanonicalComposition_Table)),
-                      static_cast<long>(sizeof(CompositionRecord)), compare_pair, &index) == 1) {
-        unsigned long composite = g_CanonicalComposition_Table[index].composite;
-        return listed(g_Full_Composition_Exclusion_Table, composite) ? 0 : composite;
-    }
+    // Hangul pairs are not in the table, so testing them first changes nothing.
     if (starter - kLBase < kLCount && x - kVBase < kVCount)
         return kSBase + ((starter - kLBase) * kVCount + (x - kVBase)) * kTCount;
     unsigned long s = starter - kSBase;
@@ -230,7 +261,17 @@ unsigned long composite_of(unsigned long starter, unsigned long x) {
         unsigned long composite = starter + (x - kTBase);
         return valid_code_point(composite) ? composite : 0;
     }
-    return 0;
+    // A second character of a pair is never inert: it has a maybe.
+    if (inert(x))
+        return 0;
+    CompositionRecord key{starter, x, 0};
+    long index = 0;
+    if (tevra_bsearch(&key, g_CanonicalComposition_Table,
+                      static_cast<long>(std::size(g_CanonicalComposition_Table)),
+                      static_cast<long>(sizeof(CompositionRecord)), compare_pair, &index) != 1)
+        return 0;
+    unsigned long composite = g_CanonicalComposition_Table[index].composite;
+    return listed(g_Full_Composition_Exclusion_Table, composite) ? 0 : composite;
 }
 
 // Composes c in place. After each composition the walk restarts just after
@@ -319,6 +360,8 @@ TEVRA_UString *normalize_fully(const TEVRA_UString *s, int form) {
 // ---- case folding ----
 
 const CaseFoldingRecord *folding_of(unsigned long cp, int mode) {
+    if (marked(g_CaseFoldingInert_Bitmap, cp))
+        return nullptr;
     const CaseFoldingRecord *r = find(g_FullCaseFolding_Table, cp);
     if (r == nullptr && mode == 2)
         r = find(g_FC_NFKC_ClosureCaseFolding_Table, cp);
