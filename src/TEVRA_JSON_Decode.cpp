@@ -1,9 +1,9 @@
 // JSON decoding: text with an explicit length into a value tree.
 //
 // Containers are parsed with an explicit stack instead of recursion, and each
-// parsed value is attached to its container directly, so decoding is linear in
-// the text whatever the nesting or the width, and deep nesting cannot
-// exhaust the call stack.
+// parsed value is moved into its container without being copied, so decoding
+// is linear in the text whatever the nesting or the width, and deep nesting
+// cannot exhaust the call stack.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -221,7 +221,7 @@ auto decode_string(const unsigned char *text, long length, long *consumed, Make 
     // A token with escapes decodes on the stack when short, else into a
     // buffer of its size.
     unsigned char small[256];
-    small[0] = 0;
+    small[0] = 0; // only to quiet a false may-be-uninitialised warning
     tevra::Owned<unsigned char> big;
     if (scan.escaped) {
         unsigned char *out = small;
