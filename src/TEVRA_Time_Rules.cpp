@@ -316,19 +316,28 @@ void make_plan(UtcPlan &plan, const TzRuleSet &set, int offset, int year) {
     plan.usable = true;
 }
 
+// Picks the latest candidate like Latest, by reference to the plan's copies.
 const TzRule *run_plan(const UtcPlan &plan, const TEVRA_Time &t) {
-    Latest latest = plan.finished;
+    const TzRule *best = plan.finished.item;
+    const TEVRA_Time *best_at = &plan.finished.at;
+    auto offer = [&](const TzRule *rule, const TEVRA_Time &at) {
+        int order = best == nullptr ? 1 : cmp_fields(at, *best_at);
+        if (order > 0 || (order == 0 && rule < best)) {
+            best = rule;
+            best_at = &at;
+        }
+    };
     for (int i = 0; i < plan.count; ++i) {
         const UtcPlan::Running &run = plan.running[i];
         TEVRA_Time local;
         bool reached = run.universal ? !earlier(t, run.at)
                                      : moved(t, run.shift, local) && !earlier(local, run.at);
         if (reached)
-            latest.offer(*run.rule, run.at, run.at);
+            offer(run.rule, run.at);
         else if (run.has_fallback)
-            latest.offer(*run.rule, run.fallback, run.fallback);
+            offer(run.rule, run.fallback);
     }
-    return latest.item;
+    return best;
 }
 
 } // namespace
