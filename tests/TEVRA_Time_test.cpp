@@ -1,6 +1,8 @@
 // Time values: validation, calendar arithmetic with leap seconds, and the
 // conversions between UTC and the zones of the compiled-in database.
 #include <climits>
+#include <cstddef>
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -40,6 +42,11 @@ std::string text(const TEVRA_Time *t) {
 }
 
 } // namespace
+
+// Callers lay the record out themselves.
+static_assert(sizeof(TEVRA_Time) == 48 && offsetof(TEVRA_Time, second) == 20 &&
+              offsetof(TEVRA_Time, nanoseconds) == 24 && offsetof(TEVRA_Time, utc) == 32 &&
+              offsetof(TEVRA_Time, dst) == 36 && offsetof(TEVRA_Time, zone) == 40);
 
 class Time : public LeakCheck {};
 
@@ -86,6 +93,17 @@ TEST_F(Time, ConstructionValidatesRangesLeapDaysAndLeapSeconds) {
     EXPECT_EQ(tevra_time_getns(nullptr), -1);
     EXPECT_EQ(tevra_time_isleapyear(utc({2000, 1, 1, 0, 0, 0}).get()), 1);
     EXPECT_EQ(tevra_time_isleapyear(utc({1900, 1, 1, 0, 0, 0}).get()), 0);
+
+    TimePtr t = utc({2019, 7, 1, 12, 0, 0}, 7);
+    t->dst = 1;
+    EXPECT_EQ(tevra_time_isdst(t.get()), 0);
+    EXPECT_EQ(tevra_time_isutctime(t.get()), 1);
+    TimePtr copy(tevra_time_dup(t.get()));
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(memcmp(copy.get(), t.get(), sizeof(TEVRA_Time)), 0);
+    EXPECT_EQ(tevra_time_dup(nullptr), nullptr);
+    EXPECT_EQ(tevra_time_isdst(nullptr), 0);
+    EXPECT_EQ(tevra_time_isutctime(nullptr), 0);
 }
 
 TEST_F(Time, CmpOrdersInstantsAcrossZonesAndNulls) {
