@@ -131,6 +131,11 @@ class ChunkReader {
     std::string name_, error_;
 };
 
+// Hands every chunk of in to sink.put(data, size, error) until one returns
+// false. 0 when all went through, else 1 after reporting put's message, the
+// failed read or the failed write.
+template <class Sink> int feed(ChunkReader &in, Sink &sink);
+
 // Writes bytes to standard output. False once any write has failed; the
 // command should then return output_failed().
 bool write_out(const void *data, size_t length);
@@ -146,6 +151,14 @@ int fail_run(const std::string &message);
 // Flushes and closes standard output after the command has run; returns the
 // command's status, or 1 with a message when the output could not be written.
 int finish_output(int status);
+
+template <class Sink> int feed(ChunkReader &in, Sink &sink) {
+    std::string error;
+    while (in.next())
+        if (!sink.put(in.data(), in.size(), error))
+            return fail_run(error);
+    return in.failed() ? fail(in.error()) : 0;
+}
 
 } // namespace cli
 

@@ -78,11 +78,8 @@ int encode(ChunkReader &in, const Settings &s) {
     Base64Encoder encoder;
     if (!encoder.open(s.eol | s.options, s.line, error))
         return fail(error);
-    while (in.next())
-        if (!encoder.put(in.data(), in.size(), error))
-            return fail_run(error);
-    if (in.failed())
-        return fail(in.error());
+    if (int status = feed(in, encoder))
+        return status;
     return encoder.finish(kEol[s.eol], error) ? 0 : fail_run(error);
 }
 
@@ -91,11 +88,8 @@ int decode(ChunkReader &in, const Settings &s) {
     Base64Decoder decoder;
     if (!decoder.open(s.decode_mode | s.options, error))
         return fail(error);
-    while (in.next())
-        if (!decoder.put(in.data(), in.size(), error))
-            return fail_run(error);
-    if (in.failed())
-        return fail(in.error());
+    if (int status = feed(in, decoder))
+        return status;
     return decoder.finish(error) ? 0 : fail_run(error);
 }
 

@@ -195,11 +195,8 @@ int decode(ChunkReader &in, const std::string &label) {
     PemDecoder decoder(label);
     if (!decoder.open(error))
         return fail(error);
-    while (in.next())
-        if (!decoder.put(in.data(), in.size(), error))
-            return fail_run(error);
-    if (in.failed())
-        return fail(in.error());
+    if (int status = feed(in, decoder))
+        return status;
     return decoder.finish(error) ? 0 : fail_run(error);
 }
 
@@ -210,11 +207,8 @@ int encode(ChunkReader &in, const std::string &label) {
         return fail(error);
     if (!write_out("-----BEGIN " + label + "-----\r\n"))
         return output_failed();
-    while (in.next())
-        if (!body.put(in.data(), in.size(), error))
-            return fail_run(error);
-    if (in.failed())
-        return fail(in.error());
+    if (int status = feed(in, body))
+        return status;
     // An empty input gives an empty body line, which decodes to nothing.
     if (!body.finish("\r\n", error) || (body.empty() && !write_out("\r\n", 2)))
         return fail_run(error);
