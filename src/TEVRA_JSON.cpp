@@ -144,7 +144,7 @@ TEVRA_JSON *json_string_unchecked(const char *bytes, int length) {
         return nullptr;
     // The bytes share the record's block, so a string costs one allocation.
     value->u.string = reinterpret_cast<char *>(value + 1);
-    if (length > 0)
+    if (bytes != nullptr && length > 0)
         std::memcpy(value->u.string, bytes, static_cast<size_t>(length));
     value->u.string[length] = '\0';
     value->length = length;
@@ -221,7 +221,7 @@ JsonObjectMember *json_member(const char *key, int keylen, TEVRA_JSON *value) {
     TEVRA_JSON *k = inline_key(member);
     k->type = TEVRA_JSON_STRING;
     k->u.string = reinterpret_cast<char *>(k + 1);
-    if (keylen > 0)
+    if (key != nullptr && keylen > 0)
         std::memcpy(k->u.string, key, static_cast<size_t>(keylen));
     k->u.string[keylen] = '\0';
     k->length = keylen;

@@ -205,8 +205,24 @@ long unescape(const unsigned char *text, long end, unsigned char *out) {
     return n;
 }
 
-// Parses one string token and hands its decoded bytes to make, whose result
-// is returned (NULL on any error).
+// The string inside what a token becomes: a string value or a member's key.
+TEVRA_JSON *string_of(TEVRA_JSON *value) {
+    return value;
+}
+TEVRA_JSON *string_of(JsonObjectMember *member) {
+    return member->key;
+}
+void discard(TEVRA_JSON *value) {
+    tevra_json_free(value);
+}
+void discard(JsonObjectMember *member) {
+    json_member_free(member);
+}
+
+// Parses one string token into what make(bytes, length) builds (a string
+// value or a member), or NULL on any error. A token without escapes is
+// copied from the text; one with escapes is decoded straight into the new
+// object, sized for the token, which escapes never outgrow.
 template <class Make>
 auto decode_string(const unsigned char *text, long length, long *consumed, Make make)
     -> decltype(make(nullptr, 0)) {
@@ -216,31 +232,24 @@ auto decode_string(const unsigned char *text, long length, long *consumed, Make 
     long end = scan.end;
     if (end < 0 || scan.control)
         return nullptr;
-    const unsigned char *bytes = text + 1;
-    long n = end - 1;
-    // A token with escapes decodes on the stack when short, else into a
-    // buffer of its size.
-    unsigned char small[256];
-    small[0] = 0; // only to quiet a false may-be-uninitialised warning
-    tevra::Owned<unsigned char> big;
-    if (scan.escaped) {
-        unsigned char *out = small;
-        if (end > static_cast<long>(sizeof small)) {
-            big = tevra::alloc_buffer<unsigned char>(end, kJsonFile, __LINE__);
-            if (!big)
-                return nullptr;
-            out = big.get();
-        }
-        n = unescape(text, end, out);
-        bytes = out;
-    }
+    const char *raw = reinterpret_cast<const char *>(text + 1);
     // Escapes always yield well-formed UTF-8; raw bytes above 0x7F need the check.
-    const char *chars = reinterpret_cast<const char *>(bytes);
-    if (n < 0 || (scan.high && !json_valid_utf8(chars, n)))
+    if (!scan.escaped && scan.high && !json_valid_utf8(raw, end - 1))
         return nullptr;
-    auto result = make(chars, static_cast<int>(n));
-    if (result != nullptr)
-        *consumed = end + 1;
+    auto result = make(scan.escaped ? nullptr : raw, static_cast<int>(end - 1));
+    if (result == nullptr)
+        return nullptr;
+    if (scan.escaped) {
+        TEVRA_JSON *string = string_of(result);
+        long n = unescape(text, end, reinterpret_cast<unsigned char *>(string->u.string));
+        if (n < 0 || (scan.high && !json_valid_utf8(string->u.string, n))) {
+            discard(result);
+            return nullptr;
+        }
+        string->length = static_cast<int>(n);
+        string->u.string[n] = '\0';
+    }
+    *consumed = end + 1;
     return result;
 }
 

@@ -30,8 +30,9 @@ inline bool json_is(const TEVRA_JSON *value, unsigned int type) {
     return value != nullptr && value->type == type;
 }
 
-// A string value holding a copy of length bytes, without checking them. NULL
-// when memory runs out.
+// A string value holding a copy of length bytes, without checking them (with
+// NULL bytes, room for length bytes left for the caller to fill). NULL when
+// memory runs out.
 TEVRA_JSON *json_string_unchecked(const char *bytes, int length);
 
 // True when the bytes are well-formed UTF-8: shortest forms, no surrogates,
@@ -42,7 +43,8 @@ bool json_valid_utf8(const char *bytes, long length);
 // when memory runs out. The list and these slots share the record's block.
 TEVRA_JSON *json_container(unsigned int type, int capacity = 16);
 
-// A member with a copy of the key bytes (not checked) and value, which it
+// A member with a copy of the key bytes (not checked; with NULL bytes, room
+// for keylen bytes left for the caller to fill) and value, which it
 // takes over (value may be NULL until set); NULL, with value freed, when
 // memory runs out. The key shares the member's block.
 JsonObjectMember *json_member(const char *key, int keylen, TEVRA_JSON *value);
