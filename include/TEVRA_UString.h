@@ -162,6 +162,57 @@ TEVRA_API TEVRA_UString *tevra_ustring_normalize(const TEVRA_UString *s, int for
  * out.
  */
 TEVRA_API TEVRA_UString *tevra_ustring_tocasefold(const TEVRA_UString *s, int mode);
+/* ---- internationalized domain names and LDAP string preparation ---- */
+
+/**
+ * Nameprep: drops the characters commonly mapped to nothing, case folds,
+ * normalizes to NFKC, then refuses prohibited code points, labels that break
+ * the right-to-left rule and (unless allow_unassigned) code points unassigned
+ * in Unicode 5.0. A new string, or NULL when a rule fails or s is NULL.
+ */
+TEVRA_API TEVRA_UString *tevra_ustring_idn_stringprep(const TEVRA_UString *s,
+                                                      unsigned int allow_unassigned);
+/**
+ * The ASCII form of one label: unchanged when it is (or prepares to) plain
+ * ASCII, else "xn--" and its Punycode. use_std3 limits it to letters, digits
+ * and inner hyphens ("*" too with allow_asterisk). 1 with a zero-terminated
+ * *out (release with tevra_free) of 1 to 63 bytes and its length, or 0.
+ */
+TEVRA_API int tevra_ustring_idnlabel_toascii(const TEVRA_UString *label,
+                                             unsigned int allow_unassigned, unsigned int use_std3,
+                                             unsigned int allow_asterisk, char **out,
+                                             long *out_length);
+/**
+ * The ASCII form of a name whose labels are separated by U+002E, U+3002,
+ * U+FF0E or U+FF61; the output separates them with ".". 0 when any label
+ * fails or is empty (a leading, doubled or trailing separator).
+ */
+TEVRA_API int tevra_ustring_idn_toascii(const TEVRA_UString *name, unsigned int allow_unassigned,
+                                        unsigned int use_std3, unsigned int allow_asterisk,
+                                        char **out, long *out_length);
+/**
+ * The Unicode form of an "xn--" label that converts back to the same ASCII.
+ * Any other label, and every failure, gives the label itself with one more
+ * holder; NULL only for a NULL label.
+ */
+TEVRA_API TEVRA_UString *tevra_ustring_idnlabel_tounicode(const TEVRA_UString *label,
+                                                          unsigned int allow_unassigned,
+                                                          unsigned int use_std3,
+                                                          unsigned int allow_asterisk);
+/** The Unicode form of every label of a name, joined with "."; NULL for NULL or no memory. */
+TEVRA_API TEVRA_UString *tevra_ustring_idn_tounicode(const TEVRA_UString *name,
+                                                     unsigned int allow_unassigned,
+                                                     unsigned int use_std3,
+                                                     unsigned int allow_asterisk);
+/**
+ * Prepares s for LDAP matching. type: 0 case-exact and 1 case-ignore strings
+ * (spaces collapsed: one space at each end, two between words), 3 numeric
+ * strings (spaces removed), 4 case-exact and 5 case-ignore telephone numbers
+ * (spaces and hyphens removed). NULL for a NULL s, type 2 or above 5, or a
+ * prohibited or unassigned code point. Right-to-left characters are removed.
+ */
+TEVRA_API TEVRA_UString *tevra_ustring_ldapi18nstringprep(unsigned long type,
+                                                          const TEVRA_UString *s);
 
 TEVRA_END_DECLS
 

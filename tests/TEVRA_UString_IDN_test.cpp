@@ -152,4 +152,208 @@ TEST(StringprepTables, UnassignedByTableAndByRange) {
     }
 }
 
+// ---- the exported conversions ----
+
+class Idn : public LeakCheck {};
+
+constexpr unsigned kU = 1, kS = 2, kA = 4; // allowUnassigned, useSTD3, allowAsterisk
+const char *const kRefused = nullptr;
+
+std::string utf8_of(const TEVRA_UString *s) {
+    unsigned char *out = nullptr;
+    long n = 0;
+    if (tevra_ustring_toutf8(s, &out, &n) != 1)
+        return "<export failed>";
+    std::string t(reinterpret_cast<char *>(out), static_cast<size_t>(n));
+    tevra_free(out);
+    return t;
+}
+
+// The ASCII form of a name (or label) as text, or "<refused>".
+std::string to_ascii(const std::string &text, unsigned flags, bool label = false) {
+    Str s(from8(text));
+    char *out = nullptr;
+    long n = -1;
+    int ok = (label ? tevra_ustring_idnlabel_toascii : tevra_ustring_idn_toascii)(
+        s.get(), flags & kU, flags & kS, flags & kA, &out, &n);
+    if (ok != 1)
+        return "<refused>";
+    std::string t(out, static_cast<size_t>(n));
+    EXPECT_EQ(out[n], '\0');
+    tevra_free(out);
+    return t;
+}
+
+struct AsciiCase {
+    const char *input;
+    unsigned flags;
+    const char *expected; // kRefused when the conversion must fail
+};
+
+TEST_F(Idn, NamesToAscii) {
+    const std::string a63(63, 'a');
+    const AsciiCase cases[] = {
+        {"Example.COM", 0, "Example.COM"},
+        {"b\u00fccher", 0, "xn--bcher-kva"},
+        {"B\u00dcCHER.de", 0, "xn--bcher-kva.de"},
+        {"b\u00ad\u00fccher\u3002de", 0, "xn--bcher-kva.de"},
+        {"a\uff0eb\uff61c", 0, "a.b.c"},
+        {"\u4e2d\u6587.\u4e2d\u6587", 0, "xn--fiq228c.xn--fiq228c"},
+        {"a_b.c", 0, "a_b.c"},
+        {"a_b.c", kS, kRefused},
+        {"-ab", kS, kRefused},
+        {"ab-", kS, kRefused},
+        {"a-b", kS, "a-b"},
+        {"*.example", kS, kRefused},
+        {"*.example", kS | kA, "*.example"},
+        {"example.", 0, kRefused},
+        {".example", 0, kRefused},
+        {"a..b", 0, kRefused},
+        {"\u0370", 0, kRefused},
+        {"\u0370", kU, "xn--sva"},
+        {"\U0001F600a", 0, kRefused},
+        {"\U0001F600a", kU, "xn--a-iv3s"},
+        {"\u05d0\u05d1", 0, "xn--4dbc"},
+        {"\u05d0\u05d11", 0, kRefused},
+        {"\u05d0a\u05d1", 0, kRefused},
+        {"xn--abc", 0, "xn--abc"},
+        {"xn--b\u00fccher", 0, kRefused},
+        {"a\ue000", 0, kRefused},
+        {"a\u200e", 0, kRefused},
+        {"a\u0080", 0, kRefused},
+        {"a\U000E0001", kU, kRefused},
+        {"\u00ad", 0, kRefused},
+    };
+    for (const AsciiCase &c : cases)
+        EXPECT_EQ(to_ascii(c.input, c.flags), c.expected ? c.expected : "<refused>") << c.input;
+    EXPECT_EQ(to_ascii(a63, 0), a63);
+    EXPECT_EQ(to_ascii(a63 + "a", 0), "<refused>");
+    EXPECT_EQ(to_ascii(std::string(60, 'a') + "\u00fc", 0), "<refused>"); // ACE form too long
+}
+
+TEST_F(Idn, LabelToAsciiKeepsSeparatorsAndRefusesBadArguments) {
+    EXPECT_EQ(to_ascii("a.b", 0, true), "a.b");
+    EXPECT_EQ(to_ascii("a.b", kS, true), "<refused>");
+    EXPECT_EQ(to_ascii("", 0, true), "<refused>");
+    EXPECT_EQ(to_ascii("", 0), "<refused>");
+    char *out = nullptr;
+    long n = 0;
+    Str s(from8("abc"));
+    EXPECT_EQ(tevra_ustring_idnlabel_toascii(nullptr, 0, 0, 0, &out, &n), 0);
+    EXPECT_EQ(tevra_ustring_idnlabel_toascii(s.get(), 0, 0, 0, nullptr, &n), 0);
+    EXPECT_EQ(tevra_ustring_idn_toascii(s.get(), 0, 0, 0, &out, nullptr), 0);
+    EXPECT_EQ(tevra_ustring_idn_stringprep(nullptr, 0), nullptr);
+    EXPECT_EQ(tevra_ustring_idnlabel_tounicode(nullptr, 0, 0, 0), nullptr);
+    EXPECT_EQ(tevra_ustring_idn_tounicode(nullptr, 0, 0, 0), nullptr);
+}
+
+TEST_F(Idn, LabelsToUnicodeOrBackUnchanged) {
+    struct Case {
+        const char *label;
+        const char *decoded; // nullptr: the label itself comes back
+    };
+    const Case cases[] = {
+        {"xn--bcher-kva", "b\u00fccher"},
+        {"XN--BCHER-KVA", "B\u00fcCHER"},
+        {"xn--a-iv3s", nullptr}, // unassigned in Unicode 5.0
+        {"xn--bcher-kv!", nullptr},
+        {"xn--!", nullptr},
+        {"xn--", nullptr},
+        {"xn--bcher-2pa", nullptr}, // decodes to an upper-case letter ToASCII would fold
+        {"example", nullptr},
+        {"", nullptr},
+    };
+    for (const Case &c : cases) {
+        Str label(from8(c.label));
+        Str out(tevra_ustring_idnlabel_tounicode(label.get(), 0, 0, 0));
+        if (c.decoded == nullptr)
+            EXPECT_EQ(out.get(), label.get()) << c.label;
+        else
+            EXPECT_EQ(utf8_of(out.get()), c.decoded) << c.label;
+    }
+    Str label(from8("xn--a-iv3s"));
+    Str out(tevra_ustring_idnlabel_tounicode(label.get(), kU, 0, 0));
+    EXPECT_EQ(utf8_of(out.get()), "\U0001F600a");
+}
+
+TEST_F(Idn, NamesToUnicode) {
+    const std::pair<const char *, const char *> cases[] = {
+        {"xn--bcher-kva.example", "b\u00fccher.example"},
+        {"www\u3002xn--fiq228c", "www.\u4e2d\u6587"},
+        {"a.", "a."},
+        {".xn--bcher-kva", ".b\u00fccher"},
+        {"", ""},
+    };
+    for (const auto &[name, expected] : cases) {
+        Str s(from8(name));
+        Str out(tevra_ustring_idn_tounicode(s.get(), 0, 0, 0));
+        EXPECT_EQ(utf8_of(out.get()), expected) << name;
+    }
+}
+
+TEST_F(Idn, FailedAllocationsLeaveNothingBehind) {
+    Str name(from8("b\u00fccher.xn--fiq228c.example"));
+    until_allocations_suffice([&] {
+        char *out = nullptr;
+        long n = 0;
+        if (tevra_ustring_idn_toascii(name.get(), 0, 0, 0, &out, &n) != 1)
+            return false;
+        tevra_free(out);
+        return true;
+    });
+    until_allocations_suffice([&] {
+        Str out(tevra_ustring_idn_tounicode(name.get(), 0, 0, 0));
+        return out && tevra_ustring_getcharcount(out.get()) == 17;
+    });
+}
+
+// ---- LDAP string preparation ----
+
+class Ldap : public LeakCheck {};
+
+TEST_F(Ldap, PreparesEveryStringType) {
+    struct Case {
+        unsigned long type;
+        const char *input;
+        const char *expected; // kRefused when the result must be NULL
+    };
+    const Case cases[] = {
+        {0, "", "  "},
+        {0, "   ", "  "},
+        {0, "a  b ", " a  b "},
+        {1, " A b", " a  b "},
+        {0, "A", " A "},
+        {0, "a\u00adb\u3000c\tb", " ab  c  b "},
+        {0, "a\u05d0b", " ab "},
+        {3, "1 2 3", "123"},
+        {3, " 1 \u0301", "1 \u0301"},
+        {3, "", ""},
+        {4, "1\u2010800 555", "1800555"},
+        {5, "555-", "555"},
+        {4, "-\u0301 1", "-\u03011"},
+        {2, "a", kRefused},
+        {6, "a", kRefused},
+        {0, "a\ue000", kRefused},
+        {0, "a\ufdd0", kRefused},
+        {0, "a\ufffd", kRefused},
+        {0, "a\U000F0000", kRefused},
+        {1, "\u0370", kRefused},
+    };
+    for (const Case &c : cases) {
+        Str s(from8(c.input));
+        Str out(tevra_ustring_ldapi18nstringprep(c.type, s.get()));
+        if (c.expected == kRefused)
+            EXPECT_EQ(out, nullptr) << c.type << " " << c.input;
+        else
+            EXPECT_EQ(utf8_of(out.get()), c.expected) << c.type << " " << c.input;
+    }
+    EXPECT_EQ(tevra_ustring_ldapi18nstringprep(0, nullptr), nullptr);
+}
+
+TEST_F(Ldap, FailedAllocationsLeaveNothingBehind) {
+    Str s(from8(" Tel 1-800 \u00e9"));
+    until_allocations_suffice(
+        [&] { return Str(tevra_ustring_ldapi18nstringprep(5, s.get())) != nullptr; });
+}
+
 } // namespace
