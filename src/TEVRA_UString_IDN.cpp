@@ -88,28 +88,31 @@ bool passes_std3(const unsigned short *units, long count, bool allow_asterisk) {
     });
 }
 
-// Appends the ASCII form of one label to out; false when a rule refuses it.
-bool label_to_ascii(const TEVRA_UString *label, const IdnFlags &flags, Units &out) {
+// Appends the ASCII form of the label units[0..count) to out; false when a
+// rule refuses it. Plain ASCII labels are judged in place, without copies.
+bool label_to_ascii(const unsigned short *units, long count, const IdnFlags &flags, Units &out) {
     UStringHolder prepared;
-    const TEVRA_UString *work = label;
-    if (has_non_ascii(label->units, label->unit_count)) {
-        prepared.reset(nameprep(label, flags.allow_unassigned));
+    long chars = count;
+    if (has_non_ascii(units, count)) {
+        UStringHolder label(tevra_ustring_newlength(units, count));
+        if (label)
+            prepared.reset(nameprep(label.get(), flags.allow_unassigned));
         if (!prepared)
             return false;
-        work = prepared.get();
+        units = prepared->units;
+        count = prepared->unit_count;
+        chars = prepared->char_count;
     }
-    const unsigned short *units = work->units;
-    const long count = work->unit_count;
     if (flags.use_std3 && !passes_std3(units, count, flags.allow_asterisk))
         return false;
     const size_t start = out.size();
     if (!has_non_ascii(units, count)) {
         out.insert(out.end(), units, units + count);
     } else {
-        if (has_ace_prefix(units, count) || work->char_count > kMaxLabelLength)
+        if (has_ace_prefix(units, count) || chars > kMaxLabelLength)
             return false;
         out.insert(out.end(), kAcePrefix, kAcePrefix + kAcePrefixLength);
-        CodePoints cps = code_points_of(work);
+        CodePoints cps = code_points_of(units, count);
         if (!punycode_encode(cps.data(), static_cast<long>(cps.size()), out))
             return false;
     }
@@ -120,8 +123,7 @@ bool label_to_ascii(const TEVRA_UString *label, const IdnFlags &flags, Units &ou
 // The ASCII form of units[start..end) appended to buffer.
 int encodednlabel(Units &buffer, const unsigned short *units, long start, long end,
                   const IdnFlags &flags) {
-    UStringHolder label(tevra_ustring_newlength(units + start, end - start));
-    return label && label->unit_count > 0 && label_to_ascii(label.get(), flags, buffer) ? 1 : 0;
+    return end > start && label_to_ascii(units + start, end - start, flags, buffer) ? 1 : 0;
 }
 
 bool name_to_ascii(const TEVRA_UString *name, const IdnFlags &flags, Units &out) {
@@ -187,7 +189,7 @@ TEVRA_UString *label_to_unicode(const TEVRA_UString *label, const IdnFlags &flag
         return nullptr;
     UStringHolder decoded(ustring_of(cps));
     Units ascii;
-    if (!decoded || !label_to_ascii(decoded.get(), flags, ascii) ||
+    if (!decoded || !label_to_ascii(decoded->units, decoded->unit_count, flags, ascii) ||
         !spells_label(units, count, ascii))
         return nullptr;
     return decoded.release();
@@ -251,7 +253,9 @@ TEVRA_API int tevra_ustring_idnlabel_toascii(const TEVRA_UString *label,
     const IdnFlags flags = flags_of(allow_unassigned, use_std3, allow_asterisk);
     return tevra::guarded(0, [&] {
         Units ascii;
-        return label_to_ascii(label, flags, ascii) ? give_ascii(ascii, out, out_length) : 0;
+        return label_to_ascii(label->units, label->unit_count, flags, ascii)
+                   ? give_ascii(ascii, out, out_length)
+                   : 0;
     });
 }
 
