@@ -40,3 +40,49 @@ run_tevra(ARGS normalize --form nfc unicode_decomposed.txt EXPECT_RC 0
   EXPECT_OUT "Ḉafé\n각 ﬁ\n")
 run_tevra(ARGS casefold unicode_case.txt EXPECT_RC 0 EXPECT_OUT "strasse i̇\nσ ͺ")
 unset(ENV{TEVRA_CLI_CHUNK_SIZE})
+
+# --- idn ---
+run_tevra(ARGS idn --help EXPECT_RC 0)
+run_tevra(ARGS idn to-ascii "Bücher.de" "中文。example" EXPECT_RC 0
+  EXPECT_OUT "xn--bcher-kva.de\nxn--fiq228c.example\n")
+run_tevra(ARGS idn to-unicode xn--bcher-kva.de EXPECT_RC 0 EXPECT_OUT "bücher.de\n")
+run_tevra(ARGS idn to-ascii a_b.example EXPECT_RC 0 EXPECT_OUT "a_b.example\n")
+run_tevra(ARGS idn to-ascii --std3 a_b.example EXPECT_RC 1
+  EXPECT_ERR_MATCH "^tevra: idn to-ascii: 'a_b.example' is not a valid domain name[^\n]*\n$")
+run_tevra(ARGS idn to-ascii --std3 --allow-asterisk *.example EXPECT_RC 0 EXPECT_OUT "*.example\n")
+run_tevra(ARGS idn to-ascii "ͱ" EXPECT_RC 1 EXPECT_ERR_MATCH "not a valid domain name")
+run_tevra(ARGS idn to-ascii --allow-unassigned "ͱ" EXPECT_RC 0 EXPECT_OUT "xn--sva\n")
+run_tevra(ARGS idn to-ascii example. EXPECT_RC 1 EXPECT_ERR_MATCH "not a valid domain name")
+run_tevra(ARGS idn EXPECT_RC 1 EXPECT_ERR_MATCH "to-ascii")
+file(WRITE names.txt "bücher.de\r\nexample.com\n中文")
+run_tevra(ARGS idn to-ascii --file names.txt EXPECT_RC 0
+  EXPECT_OUT "xn--bcher-kva.de\nexample.com\nxn--fiq228c\n")
+run_tevra(ARGS idn to-ascii INPUT names.txt EXPECT_RC 0
+  EXPECT_OUT "xn--bcher-kva.de\nexample.com\nxn--fiq228c\n")
+run_tevra(ARGS idn to-ascii --file names.txt extra EXPECT_RC 1 EXPECT_ERR_MATCH "not both")
+file(WRITE bad-names.txt "ok.example\n-bad.example\n")
+run_tevra(ARGS idn to-ascii --std3 --file bad-names.txt EXPECT_RC 1 EXPECT_OUT "ok.example\n"
+  EXPECT_ERR_MATCH "^tevra: idn to-ascii: line 2 is not a valid domain name")
+string(ASCII 252 latin1_u)
+file(WRITE latin1.txt "b${latin1_u}cher\n")
+run_tevra(ARGS idn to-ascii --file latin1.txt EXPECT_RC 1 EXPECT_ERR_MATCH "line 1 is not valid UTF-8")
+run_tevra(ARGS ldapprep --type 0 latin1.txt EXPECT_RC 1 EXPECT_ERR_MATCH "^tevra: ldapprep: invalid UTF-8 in line 1\n$")
+# Lines cut by chunk boundaries are put back together; a line longer than a
+# chunk is refused rather than read into ever more memory.
+set(ENV{TEVRA_CLI_CHUNK_SIZE} 16)
+run_tevra(ARGS idn to-ascii --file names.txt EXPECT_RC 0
+  EXPECT_OUT "xn--bcher-kva.de\nexample.com\nxn--fiq228c\n")
+set(ENV{TEVRA_CLI_CHUNK_SIZE} 4)
+run_tevra(ARGS idn to-ascii --file names.txt EXPECT_RC 1 EXPECT_ERR_MATCH "line 1 [^\n]* longer than 4 bytes")
+unset(ENV{TEVRA_CLI_CHUNK_SIZE})
+
+# --- ldapprep ---
+run_tevra(ARGS ldapprep --help EXPECT_RC 0)
+file(WRITE values.txt "A  b \n\n1‐800 555\n")
+run_tevra(ARGS ldapprep --type 1 values.txt EXPECT_RC 0 EXPECT_OUT " a  b \n  \n 1‐800  555 \n")
+run_tevra(ARGS ldapprep --type 4 INPUT values.txt EXPECT_RC 0 EXPECT_OUT "Ab\n\n1800555\n")
+run_tevra(ARGS ldapprep --type 2 values.txt EXPECT_RC 1 EXPECT_ERR_MATCH "unknown string type '2'")
+run_tevra(ARGS ldapprep values.txt EXPECT_RC 1 EXPECT_ERR_MATCH "needs --type")
+file(WRITE private.txt "ok\na\n")
+run_tevra(ARGS ldapprep --type 0 private.txt EXPECT_RC 1 EXPECT_OUT " ok \n"
+  EXPECT_ERR_MATCH "^tevra: ldapprep: line 2 holds a prohibited or unassigned code point\n$")

@@ -29,6 +29,8 @@ int cmd_time(const std::vector<std::string> &args);
 int cmd_normalize(const std::vector<std::string> &args);
 int cmd_casefold(const std::vector<std::string> &args);
 int cmd_json(const std::vector<std::string> &args);
+int cmd_idn(const std::vector<std::string> &args);
+int cmd_ldapprep(const std::vector<std::string> &args);
 
 } // namespace cli
 

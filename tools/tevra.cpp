@@ -23,6 +23,8 @@ const cli::Command kCommands[] = {
     {"normalize", "bring UTF-8 text into a Unicode normalization form", cli::cmd_normalize},
     {"casefold", "apply full Unicode case folding to UTF-8 text", cli::cmd_casefold},
     {"json", "pretty-print, compact or check a JSON document", cli::cmd_json},
+    {"idn", "convert domain names between Unicode and ASCII", cli::cmd_idn},
+    {"ldapprep", "prepare strings for LDAP matching", cli::cmd_ldapprep},
 };
 
 int print_help(FILE *out) {
