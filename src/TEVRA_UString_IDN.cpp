@@ -48,30 +48,47 @@ bool nameprep_prohibits(unsigned long cp) {
            (cp >= 0x2FF0 && cp <= 0x2FFB) || cp == 0xE0001 || (cp >= 0xE0020 && cp <= 0xE007F);
 }
 
+// Calls test on every code point of s until it returns true.
+template <class Test> bool any_code_point(const TEVRA_UString *s, Test test) {
+    for (long i = 0; i < s->unit_count;)
+        if (test(next_code_point(s->units, s->unit_count, i)))
+            return true;
+    return false;
+}
+
 // A label with right-to-left characters must start and end with one and hold
 // no left-to-right character.
-bool passes_bidi_rule(const CodePoints &cps) {
-    if (std::none_of(cps.begin(), cps.end(), is_bidi_ral))
+bool passes_bidi_rule(const TEVRA_UString *s) {
+    if (!any_code_point(s, is_bidi_ral))
         return true;
-    return is_bidi_ral(cps.front()) && is_bidi_ral(cps.back()) &&
-           std::all_of(cps.begin(), cps.end(), is_not_left_to_right);
+    long first = 0, last = s->unit_count - 1;
+    if (last > 0 && is_low_surrogate(s->units[last]) && is_high_surrogate(s->units[last - 1]))
+        --last;
+    return is_bidi_ral(next_code_point(s->units, s->unit_count, first)) &&
+           is_bidi_ral(next_code_point(s->units, s->unit_count, last)) &&
+           !any_code_point(s, [](unsigned long cp) { return !is_not_left_to_right(cp); });
+}
+
+// s without the characters that are mapped to nothing: s itself with one
+// more holder when it has none of them.
+TEVRA_UString *without_mapped_to_nothing(const TEVRA_UString *s) {
+    if (!any_code_point(s, is_mapped_to_nothing))
+        return tevra_ustring_dup(const_cast<TEVRA_UString *>(s));
+    CodePoints cps = code_points_of(s);
+    std::erase_if(cps, is_mapped_to_nothing);
+    return ustring_of(cps);
 }
 
 TEVRA_UString *nameprep(const TEVRA_UString *s, bool allow_unassigned) {
-    CodePoints cps = code_points_of(s);
-    std::erase_if(cps, is_mapped_to_nothing);
-    UStringHolder mapped(ustring_of(cps));
+    UStringHolder mapped(without_mapped_to_nothing(s));
     if (!mapped)
         return nullptr;
     UStringHolder folded(tevra_ustring_tocasefold(mapped.get(), 2));
     if (!folded)
         return nullptr;
     UStringHolder prepared(tevra_ustring_normalize(folded.get(), 4));
-    if (!prepared)
-        return nullptr;
-    cps = code_points_of(prepared.get());
-    if (std::any_of(cps.begin(), cps.end(), nameprep_prohibits) ||
-        std::any_of(cps.begin(), cps.end(), is_change_display) || !passes_bidi_rule(cps))
+    if (!prepared || any_code_point(prepared.get(), nameprep_prohibits) ||
+        any_code_point(prepared.get(), is_change_display) || !passes_bidi_rule(prepared.get()))
         return nullptr;
     if (!allow_unassigned && hasUnassignedCodePoint(prepared->units, prepared->unit_count))
         return nullptr;

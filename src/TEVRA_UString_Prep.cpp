@@ -36,7 +36,39 @@ bool find(const Record (&table)[N], unsigned long cp, int (*compare)(const void 
     return tevra_bsearch(&cp, table, N, static_cast<long>(sizeof(Record)), compare, index) == 1;
 }
 
+// One bit for every BMP code point that some table lists, so that the many
+// characters no table mentions (most letters and ideographs) skip the searches.
+struct BmpFilter {
+    unsigned long long bits[0x10000 / 64] = {};
+
+    template <long N> constexpr void add(const unsigned long (&table)[N]) {
+        for (unsigned long cp : table)
+            if (cp <= 0xFFFF)
+                bits[cp / 64] |= 1ull << (cp % 64);
+    }
+    constexpr bool may_list(unsigned long cp) const {
+        return cp > 0xFFFF || ((bits[cp / 64] >> (cp % 64)) & 1) != 0;
+    }
+};
+
+constexpr BmpFilter make_filter() {
+    BmpFilter f;
+    f.add(g_CommonMaptoNothing_Table);
+    f.add(g_NonASCIISpace_Table);
+    f.add(g_NonASCIIControl_Table);
+    f.add(g_ChangeDisplay_Table);
+    f.add(g_BidiChar_Table);
+    f.add(g_NonL_Table);
+    f.add(g_unassignedCodePoint_Table);
+    f.add(g_CombiningMarks_Table);
+    return f;
+}
+
+constexpr BmpFilter kListedInBmp = make_filter();
+
 template <long N> bool listed(const unsigned long (&table)[N], unsigned long cp) {
+    if (!kListedInBmp.may_list(cp) || cp < table[0] || cp > table[N - 1])
+        return false;
     long index = 0;
     return find(table, cp, compare_code_point, &index);
 }
@@ -52,15 +84,6 @@ constexpr Range kUnassignedRanges[] = {
     {0x2A6D7, 0x2F7FF}, {0x30000, 0xDFFFD}, {0xE01F0, 0xEFFFD},
 };
 
-// The code point at units[i], moving i past it; a lone surrogate comes back
-// as its own unit value.
-unsigned long next_code_point(const unsigned short *units, long count, long &i) {
-    unsigned long cp = units[i++];
-    if (is_high_surrogate(cp) && i < count && is_low_surrogate(units[i]))
-        cp = 0x10000 + ((cp & 0x3FF) << 10) + (units[i++] & 0x3FF);
-    return cp;
-}
-
 bool in_unassigned_range(unsigned long cp) {
     for (const Range &r : kUnassignedRanges)
         if (cp >= r.first && cp <= r.last)
@@ -69,6 +92,13 @@ bool in_unassigned_range(unsigned long cp) {
 }
 
 } // namespace
+
+unsigned long next_code_point(const unsigned short *units, long count, long &i) {
+    long length = 1;
+    unsigned long cp = code_point_at(units, count, i, length);
+    i += length;
+    return cp;
+}
 
 bool is_mapped_to_nothing(unsigned long cp) {
     return listed(g_CommonMaptoNothing_Table, cp);

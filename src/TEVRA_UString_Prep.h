@@ -29,6 +29,10 @@ using UStringHolder = std::unique_ptr<TEVRA_UString, UStringRelease>;
 CodePoints code_points_of(const unsigned short *units, long count);
 CodePoints code_points_of(const TEVRA_UString *s);
 
+// The code point at units[i] (i < count), moving i past it; a lone surrogate
+// comes back as its own unit value.
+unsigned long next_code_point(const unsigned short *units, long count, long &i);
+
 // A new string of the code points; NULL when one of them is a surrogate or
 // above 10FFFF, or when memory runs out.
 TEVRA_UString *ustring_of(const CodePoints &cps);
