@@ -162,6 +162,7 @@ TEVRA_API TEVRA_UString *tevra_ustring_normalize(const TEVRA_UString *s, int for
  * out.
  */
 TEVRA_API TEVRA_UString *tevra_ustring_tocasefold(const TEVRA_UString *s, int mode);
+
 /* ---- internationalized domain names and LDAP string preparation ---- */
 
 /**
