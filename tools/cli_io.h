@@ -21,6 +21,9 @@
 //     if (in.failed()) return cli::fail(in.error());
 //     return 0;
 //
+// (or, with an object whose put(data, size, error) takes each chunk,
+// "if (int status = cli::feed(in, sink)) return status;"). A consumer that
+// cannot use the end of a chunk yet passes its length to next(keep).
 // Commands that need the whole document use read_whole() instead. Output goes
 // through write_out() (or stdio's stdout); main() checks the final flush and
 // close of standard output, so a full disk or a closed pipe gives exit status 1
