@@ -99,22 +99,22 @@ bool Options::parse(const std::vector<std::string> &args, std::initializer_list<
         }
         size_t eq = arg.find('=');
         std::string name = arg.substr(0, eq);
-        const OptionSpec *spec = nullptr;
+        const OptionSpec *option = nullptr;
         for (const OptionSpec &candidate : known)
             if (name == candidate.name)
-                spec = &candidate;
-        if (spec == nullptr) {
+                option = &candidate;
+        if (option == nullptr) {
             error = "unknown option '" + name + "'";
             return false;
         }
         std::string value;
         if (eq != std::string::npos) {
-            if (!spec->takes_value) {
+            if (!option->takes_value) {
                 error = "option " + name + " takes no value";
                 return false;
             }
             value = arg.substr(eq + 1);
-        } else if (spec->takes_value) {
+        } else if (option->takes_value) {
             if (i + 1 >= args.size()) {
                 error = "option " + name + " needs a value";
                 return false;
