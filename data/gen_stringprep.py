@@ -137,13 +137,13 @@ def format_values(values, per_line, width):
 
 def format_table(name, kind, records):
     if kind == "code":
-        head = f"const unsigned long {name}[{len(records)}] = {{"
+        head = f"constexpr unsigned long {name}[{len(records)}] = {{"
         body = format_values(records, 8, 5)
     elif kind == "unit":
-        head = f"const unsigned short {name}[{len(records)}] = {{"
+        head = f"constexpr unsigned short {name}[{len(records)}] = {{"
         body = format_values(records, 10, 4)
     else:
-        head = f"const StringprepMapping {name}[{len(records)}] = {{"
+        head = f"constexpr StringprepMapping {name}[{len(records)}] = {{"
         body = [f"    {{0x{cp:05X}, 0x{to:04X}}}," for cp, to in records]
     return [head] + body + ["};", ""]
 

@@ -89,10 +89,9 @@ TEST(Punycode, DecodingReadsDigitsInEitherCase) {
 
 TEST(Punycode, DecodingRefusesMalformedInput) {
     const char *bad[] = {
-        "bcher-kv!", // not a digit
-        "bcher-kv",  // the last number is cut short
-        "b\xC3\xBC"
-        "cher-kva",              // non-basic code point before the delimiter
+        "bcher-kv!",             // not a digit
+        "bcher-kv",              // the last number is cut short
+        "b\u00fccher-kva",       // non-basic code point before the delimiter
         "99999999999999999999a", // deltas beyond any code point
         "zzzzzzzzzzzzzzzzzzzzz", // weights that overflow
     };
