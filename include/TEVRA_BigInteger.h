@@ -8,6 +8,11 @@
  * tevra_biginteger_setbit and tevra_biginteger_clearbit. Handles are not
  * safe to share between threads; distinct handles are independent.
  * Failures (NULL operands, bad sizes, no memory) give NULL or 0.
+ *
+ * Only the handle records go through tevra_malloc. The digits are GMP's own
+ * storage, taken from the system malloc/realloc/free: it bypasses hooks set
+ * with tevra_setallocfunc and is neither counted nor checked by the debug
+ * allocator.
  */
 #ifndef TEVRA_BIGINTEGER_H
 #define TEVRA_BIGINTEGER_H
@@ -32,8 +37,11 @@ typedef int (*TEVRA_BigIntegerRandom)(void *ctx, unsigned char *buf, long len);
 #define TEVRA_BIGINTEGER_PRIME_FASTTEST 0x80 /**< fewer test rounds, chosen by size */
 
 /**
- * Installs the library's allocation adapters as GMP's memory functions
- * (process-wide). Called once when the library is loaded.
+ * Installs the library's allocation adapters as GMP's memory functions:
+ * system malloc/realloc/free, with allocation failure turned into a failure
+ * result instead of an abort. The change is process-wide and also applies to
+ * any other GMP user in the program. Called once when the library is loaded;
+ * calling it again is harmless.
  */
 TEVRA_API void tevra_biginteger_init(void);
 
@@ -155,10 +163,14 @@ TEVRA_API TEVRA_BigInteger *tevra_biginteger_neg(const TEVRA_BigInteger *a);
 
 /* Predicates and bits. */
 
-/** 1 if n is probably prime (64 Miller-Rabin rounds), else 0. */
+/**
+ * 1 if n is probably prime (64 Miller-Rabin rounds), else 0 (also for NULL).
+ * The sign is ignored: -7 is reported prime, like 7; 0, 1 and -1 are not.
+ */
 TEVRA_API int tevra_biginteger_isprime(const TEVRA_BigInteger *n);
 /**
- * As tevra_biginteger_isprime with fewer rounds chosen by n's bit length:
+ * As tevra_biginteger_isprime (negative values included) with fewer rounds
+ * chosen by n's bit length:
  * 28 below 256 bits, 16 below 384, 10 below 512, 7 below 640, 6 below 768,
  * 5 from 768 on.
  */

@@ -85,11 +85,23 @@ TEVRA_API void tevra_err_ctx_free(TEVRA_ErrCtx *ctx);
  */
 TEVRA_API int tevra_err_ctx_put(TEVRA_ErrCtx *ctx, const char *file, int line, unsigned int code,
                                 const char *description);
-/** Lists the entries, newest first, on standard error. 0 for NULL, else 1. */
+/**
+ * Lists the entries, newest first, on standard error, one line each:
+ * "0X%08X <description> <file>(<line>)"; an empty context prints "No Error".
+ * While the newest entry's slot lies below start (the ring has wrapped: after
+ * the 33rd put, until next comes round to 0 again), nothing at all is
+ * listed. 0 for NULL, else 1.
+ */
 TEVRA_API int tevra_err_ctx_print(TEVRA_ErrCtx *ctx);
 /**
- * Lists the entries into a stream. On failure returns the failing write's
- * result and, when code is given, stores the failure's code in it.
+ * Lists the entries into a stream, newest first, one line each formatted as
+ * printf("0X%08X %512s %64s(%d)\n", code, description, file, line): the
+ * description is right-aligned in 512 columns and the file name in 64, so
+ * every line is at least 590 bytes. An empty context writes "No Error\n";
+ * a wrapped ring (see tevra_err_ctx_print) writes nothing and returns 1. The writes'
+ * errors do not go into ctx. Returns 1, or the failing write's result (0)
+ * with its error code in *code when code is not NULL. With code set, a NULL
+ * stream stores TEVRA_ERR_STREAM_BAD and a NULL ctx TEVRA_ERR_NULL_POINT.
  */
 TEVRA_API int tevra_err_ctx_output(struct TEVRA_Stream *stream, TEVRA_ErrCtx *ctx,
                                    unsigned int *code);
@@ -98,12 +110,19 @@ TEVRA_API int tevra_err_ctx_clean(TEVRA_ErrCtx *ctx);
 /** Stores the newest code (1 when empty) in *code. 0 for NULL arguments, else 1. */
 TEVRA_API int tevra_err_ctx_geterrcode(TEVRA_ErrCtx *ctx, unsigned int *code);
 /**
- * Reports the newest description's length plus one in *length_out. With a
- * buffer, copies the buffer's text into the newest entry (not the other way).
+ * Stores the newest entry's description length plus one in *length_out
+ * (1 for an empty context) and returns 1; 0 for a NULL ctx or length_out.
+ * With buffer NULL that is all. With a buffer, the copy runs from the buffer
+ * INTO the newest entry: the first (stored length + 1) bytes of buffer
+ * overwrite its description, and the buffer is left unchanged. To read the
+ * description, use ctx->entries[] directly. A buffer whose length is not
+ * above the stored text length gives 0 and copies nothing. On an empty
+ * context a buffer of length 1 or more gets an empty string instead (0 when
+ * length < 1).
  */
 TEVRA_API int tevra_err_ctx_geterrdesc(TEVRA_ErrCtx *ctx, char *buffer, int length,
                                        unsigned int *length_out);
-/** Copies the whole record from src to dst. 0 for NULL arguments, else 1. */
+/** Copies the whole record from src to dst (file names stay shared). 0 for NULL arguments, else 1. */
 TEVRA_API int tevra_err_ctx_copy(const TEVRA_ErrCtx *src, TEVRA_ErrCtx *dst);
 /** Text of a general error code, "" for unknown codes. */
 TEVRA_API const char *tevra_igetGeneralError(int code);

@@ -24,10 +24,12 @@ TEVRA_API void *tevra_malloc(long size, const char *file, int line);
 TEVRA_API void tevra_free(void *p);
 /**
  * Installs a pair of hooks. Returns 1, or 0 (nothing changed) when either is
- * NULL or an allocation already happened.
+ * NULL or an allocation already happened. Two kinds of storage never pass
+ * through the hooks (nor the debug allocator): TEVRA_Lock and TEVRA_RWLock
+ * objects, and GMP's digit storage behind big integers.
  */
 TEVRA_API int tevra_setallocfunc(TEVRA_MallocFunc malloc_func, TEVRA_FreeFunc free_func);
-/** The current allocation hook. */
+/** The current allocation hook (the system allocator's adapter until one is set). */
 TEVRA_API TEVRA_MallocFunc tevra_getmallocfunc(void);
 /** The current release hook. */
 TEVRA_API TEVRA_FreeFunc tevra_getfreefunc(void);
