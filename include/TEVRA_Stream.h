@@ -47,7 +47,7 @@ TEVRA_BEGIN_DECLS
 #define TEVRA_STREAM_CTRL_SET_POS 8          /* long * in */
 #define TEVRA_STREAM_CTRL_CLOSE 9            /* none */
 #define TEVRA_STREAM_CTRL_REOPEN 10          /* long * in: TEVRA_STREAM_FILE_* mode */
-#define TEVRA_STREAM_CTRL_EOF 11             /* none; 1 at the end, else 0 */
+#define TEVRA_STREAM_CTRL_EOF 11             /* none; 1 at the end, see tevra_stream_read */
 #define TEVRA_STREAM_CTRL_GET_HMAC 12        /* unsigned char * out, digest-length bytes */
 #define TEVRA_STREAM_CTRL_GET_READ_POS 15    /* long * out */
 #define TEVRA_STREAM_CTRL_GET_WRITE_POS 16   /* long * out */
@@ -97,7 +97,32 @@ typedef struct TEVRA_StreamMethod {
 /**
  * Reads up to n bytes into buffer through the stream's read operation and
  * returns its result. 0 with "Null Point" for a NULL stream, with "This method
- * not support" when the stream cannot read.
+ * not support" when the stream cannot read (a null stream).
+ *
+ * The end of the data does not look the same on every stream:
+ * - memory stream: 1 with *count 0; TEVRA_STREAM_CTRL_EOF gives 1 once the
+ *   read position reaches the length.
+ * - file stream: a failure. The read that first meets the end with nothing
+ *   left returns 0 with "read file fail"; once the end has been seen (also
+ *   by a short read that did return bytes) every read returns 0 with "Read
+ *   pass end of stream". TEVRA_STREAM_CTRL_EOF gives 1 once a read hit the
+ *   end, 0 before that or when the file is closed. A read of 0 bytes fails.
+ * - Base64 and hex filters: over a memory stream, 1 with *count 0 (an
+ *   incomplete group or digit pair left over is only carried). Over a source
+ *   whose end is a failed read (a file), 0 with "Read pass end of stream"
+ *   when nothing was delivered (the source's own entry is pushed too), 1
+ *   with the bytes otherwise, and 0 with "stream length error" when the text
+ *   ends inside a group or digit pair. After a decode failure every read
+ *   fails again with the decode error. Their
+ *   TEVRA_STREAM_CTRL_EOF answers for the source below, except that Base64
+ *   answers 0 after a decode failure or while an incomplete group is carried,
+ *   and hex answers 0 (with "hex decode fail") after a decode failure.
+ * - digest and HMAC filters read straight through to the stream below and
+ *   pass TEVRA_STREAM_CTRL_EOF down too.
+ * - null stream: cannot be read; TEVRA_STREAM_CTRL_EOF fails with
+ *   "unsupported ctrl code".
+ * A portable loop therefore stops on a result other than 1 or a count of 0,
+ * then asks TEVRA_STREAM_CTRL_EOF whether that was the end or an error.
  */
 TEVRA_API int tevra_stream_read(TEVRA_Stream *stream, void *buffer, long n, long *count,
                                 TEVRA_ErrCtx *ctx);
@@ -122,14 +147,19 @@ TEVRA_API int tevra_stream_writen(TEVRA_Stream *stream, const void *data, long l
                                   TEVRA_ErrCtx *ctx);
 /**
  * Reads exactly length bytes. 0 with "Bad Length" for a negative length or
- * when the stream runs dry first; otherwise the failing read's result.
+ * when a read returns no bytes first (a memory stream running dry); otherwise
+ * the failing read's result (a file stream running dry). Bytes read before a
+ * failure are consumed.
  */
 TEVRA_API int tevra_stream_readn(TEVRA_Stream *stream, void *buffer, long length,
                                  TEVRA_ErrCtx *ctx);
 /**
  * Copies the whole content of source (from its beginning) into destination.
  * Stores the number of bytes copied in *total when total is not NULL. 1 on
- * success, else 0 or the failing operation's result.
+ * success, else 0 or the failing operation's result. A memory source (not in
+ * queue mode) is copied whole whatever its read position; other sources are
+ * reset and read to their end, so a file source leaves its end-of-file
+ * entry ("read file fail") in ctx even when the copy succeeds.
  */
 TEVRA_API int tevra_stream_writefromstream(TEVRA_Stream *destination, TEVRA_Stream *source,
                                            long *total, TEVRA_ErrCtx *ctx);
@@ -182,13 +212,21 @@ TEVRA_API TEVRA_Stream *tevra_stream_new_rwspecmem(long capacity, TEVRA_ErrCtx *
 TEVRA_API TEVRA_Stream *tevra_stream_new_romem(const void *data, long length, int copy,
                                                TEVRA_ErrCtx *ctx);
 /**
- * Hands a memory stream's buffer and length to the caller, who releases it
- * with tevra_free. The stream keeps pointing at it without owning it; free the
- * stream right afterwards. 0 (no error entry) for anything but a memory
- * stream outside queue mode, or NULL out pointers.
+ * Hands a memory stream's buffer and length to the caller. Accepted: streams
+ * from tevra_stream_new_mem, tevra_stream_new_romem and
+ * tevra_memstream_dup_readonly (linked in a chain or not). Refused with 0 and
+ * no error entry: queue-mode streams (tevra_stream_new_rwspecmem), any other
+ * stream type, and NULL arguments.
+ * Who owns the bytes depends on where they came from: a growable stream's or
+ * a copying read-only stream's buffer is the caller's to tevra_free; a
+ * borrowing read-only stream (copy 0) or a dup_readonly copy hands out the
+ * borrowed buffer it never owned, which must NOT be freed by this caller.
+ * The stream keeps pointing at the buffer, no longer owns it, and loses its
+ * read-only mark (writes that fit would land in the handed-out bytes); a
+ * second call hands out the same buffer again. Free the stream right away.
  */
 TEVRA_API int tevra_memstreamdeatch(TEVRA_Stream *stream, unsigned char **data, long *length);
-/** A sink that discards everything written; it cannot be read. NULL on failure. */
+/** A sink that discards everything written; it cannot be read and only knows TEVRA_STREAM_CTRL_FLUSH. NULL on failure. */
 TEVRA_API TEVRA_Stream *tevra_stream_new_null(TEVRA_ErrCtx *ctx);
 
 /* ---- File stream ---- */
@@ -206,21 +244,32 @@ TEVRA_API TEVRA_Stream *tevra_stream_new_file(const char *path, unsigned long mo
 /**
  * A Base64 filter: encodes what is written, decodes what is read. encode_flags
  * mode 1-4 and decode_flags mode 1-3 (TEVRA_BASE64_*), else "bad base64 flag".
- * A line length below 1 means 64. Push it onto a chain before use.
+ * A line length below 1 means 64. Push it onto a chain before use; the last
+ * short group is written only by TEVRA_STREAM_CTRL_FLUSH.
+ *
+ * Small reads return wrong data. The filter decodes up to 1024 characters at
+ * a time and keeps the decoded bytes a read cannot take (at most 767) for the
+ * next read. A read asking for fewer bytes than are kept gets the first ones,
+ * but the rest are not moved up: the next read starts again at the front of
+ * the kept bytes, so bytes are repeated and the end of the kept ones lost.
+ * Reading in requests of 768 bytes or more is always safe (every request
+ * then takes all that is kept); tevra_stream_readn with a smaller length is
+ * not. Alternatively decode whole 4-character groups with tevra_base64decode.
  */
 TEVRA_API TEVRA_Stream *tevra_stream_new_base64(unsigned int encode_flags, int line_length,
                                                 unsigned int decode_flags, TEVRA_ErrCtx *ctx);
 /**
  * Base64-encodes length (> 0) bytes in lines of 64 characters ended as the
  * encode mode of flags says. *text is zero-terminated and released with
- * tevra_free; *text_length excludes the terminator. 1 or 0.
+ * tevra_free; *text_length excludes the terminator. 1, or 0 for NULL
+ * pointers, length < 1, bad flags or no memory.
  */
 TEVRA_API int tevra_base64encode(unsigned int flags, const unsigned char *data, long length,
                                  unsigned char **text, long *text_length);
-/** Decodes length (>= 1) bytes of Base64 text; *data is released with tevra_free. 1 or 0. */
+/** Decodes length (>= 1) bytes of Base64 text; *data is released with tevra_free. 1, or 0 for bad arguments or text. */
 TEVRA_API int tevra_base64decode(unsigned int flags, const unsigned char *text, long length,
                                  unsigned char **data, long *data_length);
-/** Wraps Base64 of the data in "-----BEGIN label-----" lines; *text released with tevra_free. */
+/** Wraps Base64 of the data in "-----BEGIN label-----" lines; *text released with tevra_free. 1 or 0. */
 TEVRA_API int tevra_pemencode(const char *label, const unsigned char *data, long length,
                               unsigned char **text, long *text_length);
 /** Decodes a PEM text with the given label; *data released with tevra_free. 1 or 0. */
@@ -242,7 +291,11 @@ TEVRA_API int tevra_hexencode(int upper, const unsigned char *data, long length,
  */
 TEVRA_API int tevra_hexdecode(const unsigned char *text, long length, unsigned char **data,
                               long *data_length);
-/** A hex filter: bytes written become hex digits, hex digits read become bytes. */
+/**
+ * A hex filter: bytes written become hex digits, hex digits read become bytes.
+ * After a decode failure every read and control call fails with "hex decode
+ * fail". NULL with "Out Of Memory".
+ */
 TEVRA_API TEVRA_Stream *tevra_stream_new_hex(int upper, TEVRA_ErrCtx *ctx);
 
 /* ---- Message digest and HMAC ---- */
@@ -255,22 +308,35 @@ typedef struct TEVRA_DigestMethod {
     unsigned int (*algorithm)(void); /**< algorithm number */
     int (*init)(void *ctx);          /**< (re)starts a computation */
     int (*update)(void *ctx, const unsigned char *data, long length); /**< 1 on success */
-    int (*final)(void *ctx, unsigned char *out);                      /**< 1 on success */
+    /** Finishes the digest into out, 1 on success. The digest stream calls it
+        with its own context as out (final(ctx, ctx)): it must leave the
+        digest in the first mdlen() bytes of the context, which must be that
+        large, and cope with out overlapping its state. */
+    int (*final)(void *ctx, unsigned char *out);
     int (*blocksize)(void);                                           /**< block size in bytes */
     void *(*dup)(void *ctx); /**< copy of a context, optional */
 } TEVRA_DigestMethod;
 
 /**
  * A digest filter hashing the bytes written through it (read bytes are not
- * hashed). The method table is copied. NULL with "Null Point", "bad md
+ * hashed). The method table is copied; every slot but update and dup must be
+ * set and mdlen() must be at least 1. NULL with "Null Point", "bad md
  * function" or "Out Of Memory".
+ * TEVRA_STREAM_CTRL_GET_MD calls final(context, context) and copies the
+ * first mdlen() bytes of the context out; the context is not restarted, so
+ * fetch the digest once, at the end. A failing final still returns 1 (with
+ * "md finish fail" in ctx) and hands out whatever the context starts with:
+ * check ctx.
  */
 TEVRA_API TEVRA_Stream *tevra_stream_new_md(const TEVRA_DigestMethod *method, TEVRA_ErrCtx *ctx);
-/** An unlinked copy of a digest stream and its running state, or NULL. */
+/** An unlinked copy of a digest stream and its running state; NULL for NULL, another type, a method without dup, or no memory. */
 TEVRA_API TEVRA_Stream *tevra_stream_md_dup(TEVRA_Stream *stream);
 /**
  * An HMAC filter over the bytes written through it, keyed with key_length
- * (>= 1) bytes; the MAC is fetched with TEVRA_STREAM_CTRL_GET_HMAC.
+ * (>= 1) bytes; the MAC is fetched with TEVRA_STREAM_CTRL_GET_HMAC. The
+ * method must meet the conditions of tevra_stream_new_md (the outer hash runs
+ * through a digest stream, so final is called with the context as output).
+ * NULL with "Null Point", "bad md function", "Bad Length" or "Out Of Memory".
  */
 TEVRA_API TEVRA_Stream *tevra_stream_new_hmac(const TEVRA_DigestMethod *method,
                                               const unsigned char *key, long key_length,
