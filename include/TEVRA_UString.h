@@ -56,9 +56,16 @@ TEVRA_API int tevra_ustring_toutf32(const TEVRA_UString *s, unsigned long **out,
 
 /* ---- lifetime and queries ---- */
 
-/** Adds a holder and returns s itself; NULL gives NULL. */
+/**
+ * Adds a holder and returns s itself (no copy is made); NULL gives NULL.
+ * The holder count is a plain, non-atomic int: reading a string from several
+ * threads is fine, but tevra_ustring_dup and tevra_ustring_free (and the
+ * functions that add a holder: cat with a NULL operand, normalize, the IDN
+ * tounicode calls) must not run on the same string in two threads at once
+ * without a lock, or the count is corrupted (a leak or a double free).
+ */
 TEVRA_API TEVRA_UString *tevra_ustring_dup(TEVRA_UString *s);
-/** Drops a holder; the last one frees the string. NULL is ignored. */
+/** Drops a holder; the last one frees the string. NULL is ignored. Not thread-safe, see tevra_ustring_dup. */
 TEVRA_API void tevra_ustring_free(TEVRA_UString *s);
 /** Number of code points (a surrogate pair counts one); 0 for NULL. */
 TEVRA_API long tevra_ustring_getcharcount(const TEVRA_UString *s);
@@ -100,10 +107,14 @@ typedef int (*TEVRA_WcsToMbsCallback)(void *ctx, const char *charset, const unsi
                                       long n, char *out, long cap, long *count);
 
 /**
- * The character set named by LC_ALL, LC_CTYPE or LANG (the first set and not
- * empty): the text after the period up to any '@', or a fixed answer for C,
- * zh_CN, zh_TW, zh_HK, en_US, en_GB and an unset locale. NULL when the locale
- * names none or memory runs out. Release with tevra_free.
+ * The character set named by the environment variables LC_ALL, LC_CTYPE or
+ * LANG, the first one set and not empty (setlocale is not consulted). A value
+ * with a period gives the text after it up to any '@', as written
+ * ("de_DE.utf8@euro" gives "utf8"). Without a period the answers are fixed
+ * (names compared ignoring case): none set or "C" give "ISO8859-1" (so does
+ * "C" before any period test), "en_US" and "en_GB" "ISO8859-1", "zh_CN"
+ * "GBK", "zh_TW" and "zh_HK" "BIG5"; any other value ("POSIX", "fr_FR")
+ * gives NULL. NULL also when memory runs out. Release with tevra_free.
  */
 TEVRA_API char *tevra_ustring_getdefaultcharset(void);
 /**
@@ -121,28 +132,40 @@ TEVRA_API int tevra_imbstowcs(const char *charset, const char *input, long input
  */
 TEVRA_API int tevra_iwcstombs(const char *charset, const unsigned short *units, long unit_count,
                               char *output, long output_capacity, long *byte_count);
-/** Registers the converter used when iconv cannot open a character set (bytes to UTF-16).
- * Returns 1. */
+/** Registers the converter used when iconv cannot open a character set (bytes to UTF-16);
+ * process-wide, NULL removes it, not thread-safe. Returns 1. */
 TEVRA_API int tevra_ustring_setmbstowcscallback(void *ctx, TEVRA_MbsToWcsCallback callback);
-/** Registers the converter used when iconv cannot open a character set (UTF-16 to bytes).
- * Returns 1. */
+/** Registers the converter used when iconv cannot open a character set (UTF-16 to bytes);
+ * process-wide, NULL removes it, not thread-safe. Returns 1. */
 TEVRA_API int tevra_ustring_setwcstombscallback(void *ctx, TEVRA_WcsToMbsCallback callback);
 /**
  * A string from length bytes in charset (case-insensitive). Length 0 gives the
- * empty string before the name is examined. The names UTF-16BE, UTF-16LE,
- * UTF-32BE and UTF-32LE always take exactly 8 bytes (4 units or 2 code
- * points), whatever length says; a shorter input gives NULL.
+ * empty string before the name is examined. "UTF-8" and "ASCII" use the
+ * built-in decoders; other names go through iconv, then the registered hook.
+ * The names UTF-16BE, UTF-16LE, UTF-32BE and UTF-32LE always read exactly
+ * 8 bytes (4 UTF-16 units or 2 code points) whatever length says: any bytes
+ * after the first 8 are ignored, a length below 8 gives NULL, and a
+ * surrogate pair cut at the 8th byte gives NULL. To convert longer UTF-16 or
+ * UTF-32 text use tevra_ustring_newlength, tevra_ustring_newutf32be or
+ * tevra_ustring_newutf32, or another spelling such as "UTF16LE" (iconv).
+ * NULL for a NULL or empty charset, NULL bytes, a negative length or input
+ * the character set cannot convert.
  */
 TEVRA_API TEVRA_UString *tevra_ustring_newmbs(const char *charset, const char *bytes, long length);
 /**
  * Encodes s in charset (case-insensitive): 1 with a zero-terminated buffer
- * (release with tevra_free) and its length, or 0. For UTF-32LE only every
- * fourth 4-byte group (0, 4, 8, ...) is byte-reversed; the others stay
- * big-endian.
+ * (release with tevra_free) and its length, or 0 for NULL arguments, an
+ * unknown set, or a character the set cannot hold. "ASCII" fails for any
+ * character above 7F; UTF-16BE/LE end in a single zero byte, UTF-32BE in four.
+ * UTF-32LE is not plain little-endian: only code points 0, 4, 8, ... (every
+ * fourth 4-byte group) are byte-reversed, the others stay big-endian, so the
+ * output is true UTF-32LE only for strings of one character. For real
+ * UTF-32LE byte-swap the output of tevra_ustring_toutf32be yourself.
+ * Through iconv the output may take at most 4 bytes per character.
  */
 TEVRA_API int tevra_ustring_tombs(const TEVRA_UString *s, const char *charset, char **out,
                                   long *out_length);
-/** A zero-terminated array of 32-bit code points (release with tevra_free), or NULL. */
+/** A zero-terminated array of 32-bit code points (release with tevra_free); NULL for NULL or no memory. */
 TEVRA_API wchar_t *tevra_ustring_towcs(const TEVRA_UString *s);
 /** A string from a zero-terminated wide string of code points; NULL for NULL or invalid values. */
 TEVRA_API TEVRA_UString *tevra_ustring_newwcs(const wchar_t *wide);
