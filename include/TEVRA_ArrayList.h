@@ -22,7 +22,9 @@ TEVRA_API TEVRA_ArrayList *tevra_arraylist_new(TEVRA_ArrayList_CopyFunc copy_ite
                                                TEVRA_ArrayList_FreeFunc free_item);
 /** Frees every item through free_item (if set), then the list; NULL is ignored. */
 TEVRA_API void tevra_arraylist_free(TEVRA_ArrayList *list);
-/** Calls the list's free_item on item (which stays wherever it is); no-op for NULL or no free_item. */
+/**
+ * Calls the list's free_item on item (which stays wherever it is); no-op for NULL or no free_item.
+ */
 TEVRA_API void tevra_arraylist_freeitem(TEVRA_ArrayList *list, void *item);
 /** Number of items; 0 for NULL. */
 TEVRA_API int tevra_arraylist_count(const TEVRA_ArrayList *list);
@@ -36,13 +38,24 @@ TEVRA_API int tevra_arraylist_count(const TEVRA_ArrayList *list);
 TEVRA_API void *tevra_arraylist_getitem(const TEVRA_ArrayList *list, int index);
 /** The stored item at index, never copied; NULL when out of range. */
 TEVRA_API void *tevra_arraylist_getitemref(const TEVRA_ArrayList *list, int index);
-/** Appends an item (copied when copy_item is set). 1, or 0 for NULL list or item, no memory or a failed copy. */
+/**
+ * Appends an item (copied when copy_item is set). 1, or 0 for NULL list or item, no memory or a
+ * failed copy.
+ */
 TEVRA_API int tevra_arraylist_pushback(TEVRA_ArrayList *list, void *item);
-/** Inserts at index, clamped to 0..count (copied when copy_item is set). 1, or 0 as for pushback. */
+/**
+ * Inserts at index, clamped to 0..count (copied when copy_item is set). 1, or 0 as for pushback.
+ */
 TEVRA_API int tevra_arraylist_insert(TEVRA_ArrayList *list, int index, void *item);
-/** Removes (and frees through free_item) the item at index. 1, or 0 for NULL or an index out of range. */
+/**
+ * Removes (and frees through free_item) the item at index. 1, or 0 for NULL or an index out of
+ * range.
+ */
 TEVRA_API int tevra_arraylist_delete(TEVRA_ArrayList *list, int index);
-/** Sorts the items with qsort (not stable); compare receives pointers to two slots (void **), not the items. */
+/**
+ * Sorts the items with qsort (not stable); compare receives pointers to two slots (void **), not
+ * the items.
+ */
 TEVRA_API void itevra_arraylist_sort(TEVRA_ArrayList *list,
                                      int (*compare)(const void *slot_a, const void *slot_b));
 

@@ -25,9 +25,15 @@ TEVRA_API TEVRA_BitSet *tevra_bitset_new(unsigned int unused, const unsigned cha
                                          long length);
 /** Releases the set; NULL is ignored. */
 TEVRA_API void tevra_bitset_free(TEVRA_BitSet *set);
-/** New blob with the used bytes (free with tevra_data_blob_free); the number of unused low bits of the last byte goes to *unused. NULL for NULL arguments or no memory. */
+/**
+ * New blob with the used bytes (free with tevra_data_blob_free); the number of unused low bits of
+ * the last byte goes to *unused. NULL for NULL arguments or no memory.
+ */
 TEVRA_API TEVRA_DataBlob *tevra_bitset_getdata(const TEVRA_BitSet *set, int *unused);
-/** Sets bit i, growing the storage to i / 8 + 4 bytes when needed. 1, or 0 for NULL, i < 0 or no memory (set unchanged). */
+/**
+ * Sets bit i, growing the storage to i / 8 + 4 bytes when needed. 1, or 0 for NULL, i < 0 or no
+ * memory (set unchanged).
+ */
 TEVRA_API int tevra_bitset_set(TEVRA_BitSet *set, long i);
 /**
  * Clears bit i. Clearing the last bit shrinks bitcount to end just after the

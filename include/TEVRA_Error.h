@@ -122,7 +122,9 @@ TEVRA_API int tevra_err_ctx_geterrcode(TEVRA_ErrCtx *ctx, unsigned int *code);
  */
 TEVRA_API int tevra_err_ctx_geterrdesc(TEVRA_ErrCtx *ctx, char *buffer, int length,
                                        unsigned int *length_out);
-/** Copies the whole record from src to dst (file names stay shared). 0 for NULL arguments, else 1. */
+/**
+ * Copies the whole record from src to dst (file names stay shared). 0 for NULL arguments, else 1.
+ */
 TEVRA_API int tevra_err_ctx_copy(const TEVRA_ErrCtx *src, TEVRA_ErrCtx *dst);
 /** Text of a general error code, "" for unknown codes. */
 TEVRA_API const char *tevra_igetGeneralError(int code);

@@ -24,13 +24,17 @@ TEVRA_API TEVRA_Lock *tevra_lock_new(void);
 /** Destroys and frees the mutex, which must not be held; NULL is ignored. */
 TEVRA_API void tevra_lock_free(TEVRA_Lock *lock);
 /**
- * Lock, unlock, try-lock: 1 when the underlying pthread call returned 0,
- * 0 otherwise or for NULL. The lock is recursive: its owner may lock it
- * again and must unlock it as many times. trylock returns 0 at once when
- * another thread holds it; unlock by a thread that does not hold it gives 0.
+ * Waits for and takes the lock: 1 on success, 0 for NULL or a failed call.
+ * The lock is recursive: its owner may lock it again and must unlock it as
+ * many times.
  */
 TEVRA_API int tevra_lock_lock(TEVRA_Lock *lock);
+/** Releases one hold: 1, or 0 for NULL or when the calling thread does not hold the lock. */
 TEVRA_API int tevra_lock_unlock(TEVRA_Lock *lock);
+/**
+ * Takes the lock if free or already the caller's: 1; 0 at once when another thread holds it, or for
+ * NULL.
+ */
 TEVRA_API int tevra_lock_trylock(TEVRA_Lock *lock);
 
 /** New reader-writer lock preferring readers, or NULL. */
@@ -50,7 +54,10 @@ TEVRA_API int tevra_rwlock_readerlock(TEVRA_RWLock *lock);
  * hold; an unmatched call corrupts the reader count.
  */
 TEVRA_API int tevra_rwlock_readerunlock(TEVRA_RWLock *lock);
-/** Takes the exclusive hold, waiting for the writer and all readers: 1, or 0 for NULL or a failed wait. */
+/**
+ * Takes the exclusive hold, waiting for the writer and all readers: 1, or 0 for NULL or a failed
+ * wait.
+ */
 TEVRA_API int tevra_rwlock_writerlock(TEVRA_RWLock *lock);
 /**
  * Releases the exclusive hold: 1, or 0 for NULL or a failed wake-up. Once any
@@ -66,9 +73,13 @@ TEVRA_API int tevra_rwlock_writerunlock(TEVRA_RWLock *lock);
  * inc, dec, set and dec_and_test are sequentially consistent; get is a plain
  * relaxed load and orders nothing around it.
  */
+/** Adds 1. */
 TEVRA_API void tevra_atomic_inc(int *counter);
+/** Subtracts 1. */
 TEVRA_API void tevra_atomic_dec(int *counter);
+/** Stores value (an atomic exchange). */
 TEVRA_API void tevra_atomic_set(int *counter, int value);
+/** The current value, read without ordering. */
 TEVRA_API int tevra_atomic_get(int *counter);
 /** Subtracts 1; returns 1 when the counter was 1 before (so it is now 0), else 0. */
 TEVRA_API int tevra_atomic_dec_and_test(int *counter);
@@ -79,12 +90,14 @@ TEVRA_API TEVRA_Condition *tevra_condition_new(void);
 TEVRA_API void tevra_condition_free(TEVRA_Condition *cond);
 /**
  * Releases lock, which the caller must hold exactly once (with a nested hold
- * the lock stays held during the wait), waits, and takes it again. Wake-ups can be spurious: test the awaited state in a loop.
+ * the lock stays held during the wait), waits, and takes it again.
+ * Wake-ups can be spurious: test the awaited state in a loop.
  * 1 on success, 0 for a NULL argument or a failed wait.
  */
 TEVRA_API int tevra_condition_wait(TEVRA_Condition *cond, TEVRA_Lock *lock);
-/** Wakes one waiter (signal) or all of them (broadcast): 1, or 0 for NULL or failure. */
+/** Wakes one waiting thread, if any: 1, or 0 for NULL or failure. */
 TEVRA_API int tevra_condition_signal(TEVRA_Condition *cond);
+/** Wakes every waiting thread: 1, or 0 for NULL or failure. */
 TEVRA_API int tevra_condition_broadcast(TEVRA_Condition *cond);
 
 /**
@@ -97,7 +110,9 @@ TEVRA_API int tevra_tls_alloc(pthread_key_t *key, void (*destructor)(void *));
 TEVRA_API int tevra_tls_setvalue(pthread_key_t key, void *value);
 /** The calling thread's value for key; NULL when none was set. */
 TEVRA_API void *tevra_tls_getvalue(pthread_key_t key);
-/** Deletes key without running any destructor on the values still set: 1, or 0 for an invalid key. */
+/**
+ * Deletes key without running any destructor on the values still set: 1, or 0 for an invalid key.
+ */
 TEVRA_API int tevra_tls_free(pthread_key_t key);
 
 TEVRA_END_DECLS

@@ -226,7 +226,10 @@ TEVRA_API TEVRA_Stream *tevra_stream_new_romem(const void *data, long length, in
  * second call hands out the same buffer again. Free the stream right away.
  */
 TEVRA_API int tevra_memstreamdeatch(TEVRA_Stream *stream, unsigned char **data, long *length);
-/** A sink that discards everything written; it cannot be read and only knows TEVRA_STREAM_CTRL_FLUSH. NULL on failure. */
+/**
+ * A sink that discards everything written; it cannot be read and only knows
+ * TEVRA_STREAM_CTRL_FLUSH. NULL on failure.
+ */
 TEVRA_API TEVRA_Stream *tevra_stream_new_null(TEVRA_ErrCtx *ctx);
 
 /* ---- File stream ---- */
@@ -266,10 +269,16 @@ TEVRA_API TEVRA_Stream *tevra_stream_new_base64(unsigned int encode_flags, int l
  */
 TEVRA_API int tevra_base64encode(unsigned int flags, const unsigned char *data, long length,
                                  unsigned char **text, long *text_length);
-/** Decodes length (>= 1) bytes of Base64 text; *data is released with tevra_free. 1, or 0 for bad arguments or text. */
+/**
+ * Decodes length (>= 1) bytes of Base64 text; *data is released with tevra_free. 1, or 0 for bad
+ * arguments or text.
+ */
 TEVRA_API int tevra_base64decode(unsigned int flags, const unsigned char *text, long length,
                                  unsigned char **data, long *data_length);
-/** Wraps Base64 of the data in "-----BEGIN label-----" lines; *text released with tevra_free. 1 or 0. */
+/**
+ * Wraps Base64 of the data in "-----BEGIN label-----" lines; *text released with tevra_free. 1 or
+ * 0.
+ */
 TEVRA_API int tevra_pemencode(const char *label, const unsigned char *data, long length,
                               unsigned char **text, long *text_length);
 /** Decodes a PEM text with the given label; *data released with tevra_free. 1 or 0. */
@@ -313,7 +322,7 @@ typedef struct TEVRA_DigestMethod {
         digest in the first mdlen() bytes of the context, which must be that
         large, and cope with out overlapping its state. */
     int (*final)(void *ctx, unsigned char *out);
-    int (*blocksize)(void);                                           /**< block size in bytes */
+    int (*blocksize)(void);  /**< block size in bytes */
     void *(*dup)(void *ctx); /**< copy of a context, optional */
 } TEVRA_DigestMethod;
 
@@ -329,7 +338,10 @@ typedef struct TEVRA_DigestMethod {
  * check ctx.
  */
 TEVRA_API TEVRA_Stream *tevra_stream_new_md(const TEVRA_DigestMethod *method, TEVRA_ErrCtx *ctx);
-/** An unlinked copy of a digest stream and its running state; NULL for NULL, another type, a method without dup, or no memory. */
+/**
+ * An unlinked copy of a digest stream and its running state; NULL for NULL, another type, a method
+ * without dup, or no memory.
+ */
 TEVRA_API TEVRA_Stream *tevra_stream_md_dup(TEVRA_Stream *stream);
 /**
  * An HMAC filter over the bytes written through it, keyed with key_length

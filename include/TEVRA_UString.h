@@ -65,7 +65,10 @@ TEVRA_API int tevra_ustring_toutf32(const TEVRA_UString *s, unsigned long **out,
  * without a lock, or the count is corrupted (a leak or a double free).
  */
 TEVRA_API TEVRA_UString *tevra_ustring_dup(TEVRA_UString *s);
-/** Drops a holder; the last one frees the string. NULL is ignored. Not thread-safe, see tevra_ustring_dup. */
+/**
+ * Drops a holder; the last one frees the string. NULL is ignored. Not thread-safe, see
+ * tevra_ustring_dup.
+ */
 TEVRA_API void tevra_ustring_free(TEVRA_UString *s);
 /** Number of code points (a surrogate pair counts one); 0 for NULL. */
 TEVRA_API long tevra_ustring_getcharcount(const TEVRA_UString *s);
@@ -165,7 +168,10 @@ TEVRA_API TEVRA_UString *tevra_ustring_newmbs(const char *charset, const char *b
  */
 TEVRA_API int tevra_ustring_tombs(const TEVRA_UString *s, const char *charset, char **out,
                                   long *out_length);
-/** A zero-terminated array of 32-bit code points (release with tevra_free); NULL for NULL or no memory. */
+/**
+ * A zero-terminated array of 32-bit code points (release with tevra_free); NULL for NULL or no
+ * memory.
+ */
 TEVRA_API wchar_t *tevra_ustring_towcs(const TEVRA_UString *s);
 /** A string from a zero-terminated wide string of code points; NULL for NULL or invalid values. */
 TEVRA_API TEVRA_UString *tevra_ustring_newwcs(const wchar_t *wide);
