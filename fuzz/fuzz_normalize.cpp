@@ -31,7 +31,7 @@ TEVRA_UString *text_of(const uint8_t *data, size_t size) {
 // from U+11A8 up, so it can form a character that the form itself would
 // decompose; results that may hold one are left out of the check.
 bool has_open_ended_hangul(const TEVRA_UString *s) {
-    TEVRA_UString *d = tevra_ustring_normalize(s, 1);
+    TEVRA_UString *d = tevra_ustring_normalize(s, 3);
     unsigned long *cps = nullptr;
     long n = 0;
     if (d == nullptr || tevra_ustring_toutf32(d, &cps, &n) != 1)
