@@ -1,7 +1,7 @@
 // JSON decoding and encoding throughput (bytes/s of JSON text) on a realistic
 // API-style document and on the extreme shapes (deep nesting, a long array, a
 // wide object, a long string), each at two sizes so that linear growth shows.
-// cJSON runs the same inputs as a yardstick when it is available.
+// cJSON and RapidJSON run the same inputs as yardsticks when they are available.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -14,6 +14,13 @@
 
 #ifdef TEVRA_HAVE_CJSON
 #include <cjson/cJSON.h>
+#endif
+
+#ifdef TEVRA_HAVE_RAPIDJSON
+#include <rapidjson/document.h>
+#include <rapidjson/prettywriter.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
 #endif
 
 namespace {
@@ -202,6 +209,47 @@ void BM_cJSON_Print(benchmark::State &state) {
     state.SetBytesProcessed(bytes);
 }
 BENCHMARK(BM_cJSON_Print)->Apply(encode_args);
+#endif
+
+#ifdef TEVRA_HAVE_RAPIDJSON
+// Parses a copy of the text with the default flags; the template argument adds
+// UTF-8 validation, which our decoder always does, for a like-for-like figure.
+template <unsigned Flags> void BM_RapidJSON_Parse(benchmark::State &state) {
+    const std::string &text =
+        input(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
+    for (auto _ : state) {
+        rapidjson::Document document;
+        document.Parse<Flags>(text.data(), text.size());
+        if (document.HasParseError())
+            state.SkipWithError("parse failed");
+        benchmark::DoNotOptimize(document);
+    }
+    state.SetBytesProcessed(static_cast<long>(state.iterations() * text.size()));
+}
+BENCHMARK_TEMPLATE(BM_RapidJSON_Parse, rapidjson::kParseDefaultFlags)->Apply(args);
+BENCHMARK_TEMPLATE(BM_RapidJSON_Parse, rapidjson::kParseValidateEncodingFlag)->Apply(args);
+
+template <typename Writer> long rapidjson_write(const rapidjson::Document &document) {
+    rapidjson::StringBuffer buffer;
+    Writer writer(buffer);
+    document.Accept(writer);
+    return static_cast<long>(buffer.GetSize());
+}
+
+void BM_RapidJSON_Write(benchmark::State &state) {
+    const std::string &text =
+        input(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
+    rapidjson::Document document;
+    document.Parse(text.data(), text.size());
+    long bytes = 0;
+    for (auto _ : state) {
+        bytes += state.range(2)
+                     ? rapidjson_write<rapidjson::PrettyWriter<rapidjson::StringBuffer>>(document)
+                     : rapidjson_write<rapidjson::Writer<rapidjson::StringBuffer>>(document);
+    }
+    state.SetBytesProcessed(bytes);
+}
+BENCHMARK(BM_RapidJSON_Write)->Apply(encode_args);
 #endif
 
 } // namespace
