@@ -69,23 +69,30 @@ const U16 kFillers[] = {{'x'}, {0xE9}, {0x4E2D}, {0xD83D, 0xDE00}};
 
 class UStringUtf8 : public tevra_test::LeakCheck {};
 
-TEST_F(UStringUtf8, EveryCharacterAtEveryPositionRoundTrips) {
+// Calls check(units, len, pos) with piece dropped at every position of every
+// filler run of up to 48 characters.
+template <class Check> void at_every_position(const U16 &piece, Check check) {
     for (const U16 &filler : kFillers) {
-        for (const U16 &c : kChars) {
-            for (size_t len = 0; len <= 48; ++len) {
-                for (size_t pos = 0; pos <= len; ++pos) {
-                    U16 u;
-                    for (size_t k = 0; k < len; ++k) {
-                        const U16 &piece = k == pos ? c : filler;
-                        u.insert(u.end(), piece.begin(), piece.end());
-                    }
-                    std::string want = reference_utf8(u);
-                    ASSERT_EQ(encode(u), want) << "len " << len << " pos " << pos;
-                    ASSERT_EQ(decode(want), u) << "len " << len << " pos " << pos;
+        for (size_t len = 0; len <= 48; ++len) {
+            for (size_t pos = 0; pos <= len; ++pos) {
+                U16 u;
+                for (size_t k = 0; k <= len; ++k) {
+                    const U16 &p = k == pos ? piece : filler;
+                    u.insert(u.end(), p.begin(), p.end());
                 }
+                check(u, len, pos);
             }
         }
     }
+}
+
+TEST_F(UStringUtf8, EveryCharacterAtEveryPositionRoundTrips) {
+    for (const U16 &c : kChars)
+        at_every_position(c, [](const U16 &u, size_t len, size_t pos) {
+            std::string want = reference_utf8(u);
+            ASSERT_EQ(encode(u), want) << "len " << len << " pos " << pos;
+            ASSERT_EQ(decode(want), u) << "len " << len << " pos " << pos;
+        });
 }
 
 TEST_F(UStringUtf8, LongRandomMixesRoundTrip) {
@@ -126,20 +133,22 @@ TEST_F(UStringUtf8, LongRandomMixesRoundTrip) {
 
 TEST_F(UStringUtf8, LoneSurrogatesFailWhereverTheyFall) {
     // A lone high half, a lone low half, and a pair in the wrong order.
-    const U16 faults[] = {{0xD83D}, {0xDE00}, {0xDE00, 0xD83D}, {0xDBFF, 'a'}};
-    for (const U16 &filler : kFillers) {
-        for (const U16 &fault : faults) {
-            for (size_t len = 0; len <= 48; ++len) {
-                for (size_t pos = 0; pos <= len; ++pos) {
-                    U16 u;
-                    for (size_t k = 0; k <= len; ++k) {
-                        const U16 &piece = k == pos ? fault : filler;
-                        u.insert(u.end(), piece.begin(), piece.end());
-                    }
-                    ASSERT_EQ(encode(u), "<fail>") << "len " << len << " pos " << pos;
-                }
-            }
-        }
+    for (const U16 &fault : {U16{0xD83D}, U16{0xDE00}, U16{0xDE00, 0xD83D}, U16{0xDBFF, 'a'}})
+        at_every_position(fault, [](const U16 &u, size_t len, size_t pos) {
+            ASSERT_EQ(encode(u), "<fail>") << "len " << len << " pos " << pos;
+        });
+}
+
+TEST_F(UStringUtf8, MalformedSequencesAreRefusedAloneAndInsideRuns) {
+    // Overlong forms, surrogates, values past U+10FFFF, sequences cut short,
+    // stray and invalid bytes; alone they meet the byte-at-a-time tail.
+    for (std::string bad :
+         {"\xC0\x80", "\xC1\xBF", "\xE0\x80\x80", "\xE0\x9F\xBF", "\xF0\x80\x80\x80",
+          "\xF0\x8F\xBF\xBF", "\xED\xA0\x80", "\xED\xBF\xBF", "\xF4\x90\x80\x80",
+          "\xF7\xBF\xBF\xBF", "\xE2\x82", "\x80", "\xF8\x88\x80\x80\x80", "\xFF", "\xC3\x28",
+          "\xE2\x28\xA1", "\xF0\x9F\x98", "\xF0\x9F\x28\x80"}) {
+        EXPECT_EQ(decode(bad), U16{0xFFFF}) << testing::PrintToString(bad);
+        EXPECT_EQ(decode(bad.insert(0, 37, 'x').append(20, 'y')), U16{0xFFFF});
     }
 }
 
