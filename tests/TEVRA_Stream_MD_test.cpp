@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <string>
 
 #include "TEVRA_Stream.h"
@@ -253,24 +254,19 @@ TEST_F(DigestTest, DuplicateCarriesTheRunningState) {
 }
 
 TEST_F(DigestTest, ConstructorsFailCleanlyWithoutMemory) {
-    until_allocations_suffice([&] {
-        TEVRA_Stream *md = tevra_stream_new_md(&kSha256, &ctx);
-        tevra_stream_free(md);
-        return md != nullptr;
-    });
     TEVRA_Stream *md = digest_over_null(kSha256);
-    until_allocations_suffice([&] {
-        TEVRA_Stream *copy = tevra_stream_md_dup(md);
-        tevra_stream_free(copy);
-        return copy != nullptr;
-    });
-    tevra_stream_freeall(md);
     const std::string long_key(200, 'k');
-    until_allocations_suffice([&] {
-        TEVRA_Stream *mac = tevra_stream_new_hmac(&kSha256, bytes(long_key), 200, &ctx);
-        tevra_stream_free(mac);
-        return mac != nullptr;
-    });
+    const std::function<TEVRA_Stream *()> makers[] = {
+        [&] { return tevra_stream_new_md(&kSha256, &ctx); },
+        [&] { return tevra_stream_md_dup(md); },
+        [&] { return tevra_stream_new_hmac(&kSha256, bytes(long_key), 200, &ctx); }};
+    for (const auto &make : makers)
+        until_allocations_suffice([&] {
+            TEVRA_Stream *made = make();
+            tevra_stream_free(made);
+            return made != nullptr;
+        });
+    tevra_stream_freeall(md);
 }
 
 // Published HMAC vectors: keys used as given and keys hashed first; keys
