@@ -16,10 +16,11 @@ an offset h:mm:ss takes the sign of its hour alone (-4:56:02 gives -11038,
 field, 0 in the second field).
 """
 
-import argparse
 import os
 import re
 import sys
+
+from tables_common import parse_args
 
 RELEASE = "tzdata-2015f"
 SOURCE_FILES = ["africa", "antarctica", "asia", "australasia", "europe", "northamerica",
@@ -268,10 +269,7 @@ def render(db, names):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--src", required=True, help="folder holding %s/" % RELEASE)
-    parser.add_argument("--out", required=True, help="folder to write %s into" % OUTPUT)
-    args = parser.parse_args()
+    args = parse_args(__doc__, RELEASE)
     db = Database()
     try:
         for name in SOURCE_FILES:

@@ -10,9 +10,10 @@ formatting, no timestamps. The record types are declared by the source that
 includes the file.
 """
 
-import argparse
 import os
 import sys
+
+from tables_common import check_counts, data_fields, parse_args, parse_range, write_lines
 
 UCD = "ucd-8.0.0"
 OUTPUT = "unicode_tables.inc"
@@ -37,12 +38,6 @@ EXPECTED = {
 
 # Mapping slots per record kind.
 SLOTS = {"canonical": 2, "compat": 18, "fold": 4}
-
-
-def parse_range(text):
-    lo, _, hi = text.strip().partition("..")
-    lo = int(lo, 16)
-    return range(lo, (int(hi, 16) if hi else lo) + 1)
 
 
 def code_points(text):
@@ -72,29 +67,19 @@ def read_unicode_data(path):
 def read_properties(path):
     """Property name -> {code point: value} for DerivedNormalizationProps."""
     props = {}
-    with open(path, encoding="utf-8") as f:
-        for line in f:
-            line = line.split("#")[0].strip()
-            if not line:
-                continue
-            fields = [x.strip() for x in line.split(";")]
-            value = fields[2] if len(fields) > 2 else "Y"
-            table = props.setdefault(fields[1], {})
-            for cp in parse_range(fields[0]):
-                table[cp] = value
+    for fields in data_fields(path):
+        value = fields[2] if len(fields) > 2 else "Y"
+        table = props.setdefault(fields[1], {})
+        for cp in parse_range(fields[0]):
+            table[cp] = value
     return props
 
 
 def read_case_folding(path):
     folds = {}
-    with open(path, encoding="utf-8") as f:
-        for line in f:
-            line = line.split("#")[0].strip()
-            if not line:
-                continue
-            fields = [x.strip() for x in line.split(";")]
-            if fields[1] in ("C", "F"):
-                folds[int(fields[0], 16)] = code_points(fields[2])
+    for fields in data_fields(path):
+        if fields[1] in ("C", "F"):
+            folds[int(fields[0], 16)] = code_points(fields[2])
     return folds
 
 
@@ -196,15 +181,9 @@ RECORD_TYPES = {
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--src", required=True, help="folder holding ucd-8.0.0/")
-    parser.add_argument("--out", required=True, help="folder to write " + OUTPUT + " into")
-    args = parser.parse_args()
-
+    args = parse_args(__doc__, UCD)
     tables = build_tables(args.src)
-    for name, _, records in tables:
-        if len(records) != EXPECTED[name]:
-            sys.exit(f"{name}: {len(records)} records, expected {EXPECTED[name]}")
+    check_counts(tables, EXPECTED)
 
     tables += inert_bitmaps(tables)
     out = [
@@ -217,9 +196,7 @@ def main():
         out.append(f"static const {RECORD_TYPES[kind]} {name}[{len(records)}] = {{")
         out.extend(format_records(kind, records))
         out.extend(["};", ""])
-    os.makedirs(args.out, exist_ok=True)
-    with open(os.path.join(args.out, OUTPUT), "w", encoding="ascii", newline="\n") as f:
-        f.write("\n".join(out))
+    write_lines(args.out, OUTPUT, out)
 
 
 if __name__ == "__main__":
