@@ -10,13 +10,12 @@
 #include <vector>
 
 #include "TEVRA_Stream.h"
+#include "cli_io.h"
 
 namespace cli {
 
-// Releases a whole chain of streams.
-struct FreeChain {
-    void operator()(TEVRA_Stream *s) const { tevra_stream_freeall(s); }
-};
+// A whole chain of streams, released together.
+using Chain = Owned<TEVRA_Stream, tevra_stream_freeall>;
 
 // Encodes bytes into Base64 text on standard output. Every method returns
 // false with a message in error on failure (output_ok() tells a failed write
@@ -35,7 +34,7 @@ class Base64Encoder {
   private:
     bool drain(std::string &error);
 
-    std::unique_ptr<TEVRA_Stream, FreeChain> chain_;
+    Chain chain_;
     TEVRA_Stream *sink_ = nullptr;
     std::vector<unsigned char> buffer_;
     std::string tail_; // the last bytes written, to see how the text ends
@@ -54,7 +53,7 @@ class Base64Decoder {
     bool finish(std::string &error);
 
   private:
-    std::unique_ptr<TEVRA_Stream, FreeChain> chain_;
+    Chain chain_;
     TEVRA_Stream *source_ = nullptr;
     std::vector<unsigned char> buffer_;
     unsigned int flags_ = 0;

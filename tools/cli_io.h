@@ -34,10 +34,17 @@
 
 #include <cstddef>
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace cli {
+
+// A library object released by its own free function when the holder goes.
+template <class T, auto Free> struct Release {
+    void operator()(T *p) const { Free(p); }
+};
+template <class T, auto Free> using Owned = std::unique_ptr<T, Release<T, Free>>;
 
 // The size of the pieces streaming commands read and process: 64 KiB, or
 // the number of bytes in the environment variable TEVRA_CLI_CHUNK_SIZE (the

@@ -30,10 +30,7 @@ const char kUsage[] =
 
 constexpr long kMaxPrimeBits = 65536;
 
-struct BigDeleter {
-    void operator()(TEVRA_BigInteger *n) const { tevra_biginteger_free(n); }
-};
-using Big = std::unique_ptr<TEVRA_BigInteger, BigDeleter>;
+using Big = cli::Owned<TEVRA_BigInteger, tevra_biginteger_free>;
 
 int hex_digit(char c) {
     if (c >= '0' && c <= '9')

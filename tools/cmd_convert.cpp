@@ -25,10 +25,7 @@ const char kUsage[] = "usage: tevra convert --from CHARSET --to CHARSET [--] [FI
                       "before (such as ISO-2022-JP or UTF-16 with a byte-order mark), which are\n"
                       "converted in one piece.\n";
 
-struct FreeString {
-    void operator()(TEVRA_UString *s) const { tevra_ustring_free(s); }
-};
-using String = std::unique_ptr<TEVRA_UString, FreeString>;
+using String = cli::Owned<TEVRA_UString, tevra_ustring_free>;
 
 enum class Route { Utf8, Ascii, Utf16Be, Utf16Le, Utf32Be, Utf32Le, Named };
 

@@ -29,10 +29,7 @@ const char kUsage[] =
     "  check    exit status 0 if the input is one JSON document, else 1 with the\n"
     "           reason\n";
 
-struct JsonFree {
-    void operator()(TEVRA_JSON *value) const { tevra_json_free(value); }
-};
-using JsonHolder = std::unique_ptr<TEVRA_JSON, JsonFree>;
+using JsonHolder = cli::Owned<TEVRA_JSON, tevra_json_free>;
 
 // Deepest bracket nesting outside strings, for explaining a refused document.
 long nesting_depth(const std::string &text) {
